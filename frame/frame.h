@@ -1,0 +1,111 @@
+// Internal interface of the run-unit frame: what every subsystem may rely on
+// (the current run unit, the per-thread area, the locks and the message
+// route) and the frame's own internal routines.
+#pragma once
+
+#include <pthread.h>
+#include <cstdarg>
+#include <cstdint>
+
+#include "kvr2/kvr2.h"
+
+extern "C" {
+
+// ---- locking idiom ----
+// zvkLock tries first and reports contention on stderr, then blocks.
+void zvkLock(pthread_mutex_t* mutex);
+void zvkUnlock(pthread_mutex_t* mutex);
+extern pthread_mutex_t enterMutex;     // ent and active counts
+extern pthread_mutex_t runUnitMutex;   // start and end of run units
+extern pthread_mutex_t programMutex;   // program tables
+extern pthread_mutex_t streamMutex;    // binding of device streams
+extern pthread_mutex_t externalMutex;  // EXTERNAL data items
+
+// Lock only when the process is not single-threaded (transaction monitor).
+inline bool zvkSingleThreaded() { return _zvkProccom && _zvkProccom->txmn != 0; }
+inline void zvkLockMt(pthread_mutex_t* m) { if (!zvkSingleThreaded()) zvkLock(m); }
+inline void zvkUnlockMt(pthread_mutex_t* m) { if (!zvkSingleThreaded()) zvkUnlock(m); }
+
+// ---- per-thread area ----
+struct ThreadRecord {
+    uint64_t threadId;
+    void* scratch;
+    uint64_t scratchSize;
+    uint8_t sort[120];      // the sort subsystem's per-thread fields
+};
+static_assert(sizeof(ThreadRecord) == 144);
+// size -1: the record or null, never allocates; 0: the record; >0 scratch.
+void* zvkThreadScratch(int64_t size);
+void zvkThreadScratchRelease(void);   // this thread's record, at runtime end
+
+// ---- start-up ----
+void zvk_init(void);
+void InitCobolRte(PCB* pcb);
+void RunUnitInit(PCB* pcb);
+void _zvkTxmnRunUnit(uint64_t reserved, zvkHostMsg msg, uint64_t context);
+// Marker passed by hosts where a PCB would go: never dereferenced.
+#define ZVK_HOST_MARKER (reinterpret_cast<PCB*>(uintptr_t(1)))
+inline bool zvkIsRealPcb(const PCB* p) { return p != nullptr && p != ZVK_HOST_MARKER; }
+
+// The acting run unit of the termination routines: runcom, unless it is
+// null or the head of freeru is still being finished.
+Runcom* zvkActingRunUnit(void);
+// runcom, else freeru.
+Runcom* zvkCurrentOrFree(void);
+bool zvkIsMainWrapper(const PCB* p);
+
+// Trace under __ZVKDEBUG.
+void zvkTrace(const char* format, ...) __attribute__((format(printf, 1, 2)));
+inline bool zvkDebug() { return _zvkProccom && _zvkProccom->debug; }
+
+// ---- messages ----
+uint32_t zvkWriteMsg(uint32_t number, uint32_t control, ...);
+uint32_t writeERRmsg(uint32_t number, uint32_t control, uint64_t reserved, va_list* args);
+// Wraps the lines of text[0..length) in place to width columns; returns
+// the new length.  Exposed for tests.
+size_t zvkWrapLines(char* text, size_t length, size_t capacity, int width);
+
+// ---- options ----
+void zvkParseOptions(void);
+
+// ---- termination ----
+void RunUnitTerm(uint32_t reason, uint32_t status);
+void TermCobolRte(uint32_t reason);
+void zvk_fini(void);
+
+// ---- signals and traceback ----
+void zvkSignalInstall(Runcom* ru);
+void zvkSignalRestore(Runcom* ru);
+void zvkSignalStackRelease(void);
+void zvkTraceback(FILE* stream);
+extern const uint32_t zvkSignalTableSize;   // bytes of a run unit's table
+
+// ---- program manager ----
+void _zvk_cpm_create(void);
+void _zvk_cpm_destroy(void);
+struct HashTable* zvkProgramTableCreate(struct HashTable* parent, bool mru);
+// Finds a program by name in the run unit's table; on a miss programMutex
+// is left held (when *lockHeld was clear and it was taken) so that lookup
+// and insert are one step.
+LLE* zvkFindProgram(const char* name, uint32_t length, void* state, int* lockHeld,
+                    PCB* caller, const char* verb);
+LLE* zvkAddProgram(LLE* lle, void* state, int flag);
+void zvkUnloadRunUnitPrograms(Runcom* ru);
+
+// ---- device streams ----
+FILE* openDeviceStream(uint8_t letter);
+
+// ---- files ----
+void zvkRegisterFiles(PCB* pcb, IPCB* ipcb);
+void zvkCloseProgramFiles(IPCB* ipcb, bool resetOnly);
+void zvkUnloadModules(void);
+
+// ---- storage ----
+void zvkTrackedFreeAll(Runcom* ru);
+
+// ---- clock ----
+// The current date as YYYYMMDD digits (8 bytes, not terminated), as
+// CURRENT-DATE reads it.
+void zvkCurrentDateDigits(char out[8]);
+
+}  // extern "C"

@@ -1,0 +1,41 @@
+// Runs one scenario in a process of its own: the library's state is
+// process-wide, its constructor runs at load, and the endings of a run
+// unit call exit, raise signals or jump.  A scenario is a program linked
+// with the library (as compiled code is), run with a chosen environment.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace scenario {
+
+struct Result {
+    int exitCode = -1;     // when it exited
+    int signal = 0;        // when a signal ended it
+    std::string out, err;
+};
+
+struct Options {
+    // Variables to set (over the test's own environment); a value of
+    // std::nullopt removes the variable.  COBRTOPT defaults to TRAP=OFF.
+    std::map<std::string, std::optional<std::string>> env;
+    // Run with stdin/stdout/stderr on a pseudo-terminal of this width
+    // (0: pipes).  Output then arrives merged in `out`.
+    int ptyColumns = 0;
+    std::string input;     // fed to stdin (pipes only)
+};
+
+// Runs `program args...`; program is a path.
+Result run(const std::string& program, const std::vector<std::string>& args, const Options& options = {});
+
+// The directory holding the test programs (set by CMake).
+std::string binDir();
+std::string libDir();
+std::string sourceDir();
+
+// Lines of text.
+std::vector<std::string> lines(const std::string& text);
+
+}  // namespace scenario
