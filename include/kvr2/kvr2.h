@@ -7,6 +7,7 @@
 #define KVR2_KVR2_H
 
 #include "kvr2/records.h"
+#include "kvr2/decimal.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -1,0 +1,46 @@
+// The one frame of every _zvkcBCD_* entry point: the mode word, the debug
+// dump, validation with its message, the worker, the result's dump.
+#pragma once
+
+#include <cstdio>
+
+#include "decimal/decimal.h"
+#include "frame/frame.h"
+
+namespace bcd {
+
+enum class Form { Pckd, TO, TS, LO, LS, US };
+
+constexpr bool separate(Form f) { return f == Form::TS || f == Form::LS; }
+// Bytes an operand of n digits takes in memory.
+constexpr int storedBytes(Form f, int32_t n) {
+    return f == Form::Pckd ? packedBytes(n) : digitsOf(n) + (separate(f) ? 1 : 0);
+}
+
+// "<label>" with address and digit count, then the bytes, then a newline.
+inline void dumpItem(const char* label, const void* p, int32_t digits, int bytes) {
+    fprintf(stderr, label, p, digits);
+    const uint8_t* b = static_cast<const uint8_t*>(p);
+    for (int i = 0; i < bytes; ++i) fprintf(stderr, "%2.2x", b[i]);
+    fputc('\n', stderr);
+}
+inline void dumpTitle(const char* title) { fprintf(stderr, "%s\n", title); }
+
+// Arithmetic operands: each bad one reported, first then second.
+inline void checkArith(Form f, const void* p, int32_t n) {
+    const int bad = f == Form::Pckd ? zvkBcdCheckPacked(p, n, 0) : zvkBcdCheckZoned(p, n, 0);
+    if (bad) zvkWriteMsg(903, 0);
+}
+// Copies and conversions: a validator's 1 is message 903; any value above
+// it would be message 39, a reserved alternative.
+inline void reportMove(int bad) {
+    if (bad == 1)
+        zvkWriteMsg(903, 0);
+    else if (bad > 1)
+        zvkWriteMsg(39, 0);
+}
+inline void checkSeparateSign(uint8_t b) {
+    if (b != '+' && b != '-') zvkWriteMsg(40, 0);
+}
+
+}  // namespace bcd
