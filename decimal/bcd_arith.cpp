@@ -10,6 +10,7 @@
 #include <cstring>
 
 #include "decimal/decimal.h"
+#include "decimal/fast.h"
 #include "decimal/words.h"
 
 using namespace bcd;
@@ -73,6 +74,9 @@ inline void addChunk(const uint8_t* a, const uint8_t* b, uint8_t* d, unsigned& c
     storeBe<W>(d, static_cast<W>(s + (c >> 2) + (c >> 3)));
 }
 
+// Equal-size packed items of the same sign into a destination of that size
+// (ADD A TO B), in one wide step when every nibble is a digit; then the
+// result is the general path's.  Returns false to leave it to that path.
 // Ten's complement of the stored digits span[0, n) (the last byte holding
 // the sign nibble), with the pair reduction this system has always made:
 // once the complement's carry has ended, a pair of 91 to 99 loses 90.
@@ -123,6 +127,9 @@ int zvkBcdAddPacked(const void* first, int32_t firstDigits, const void* second, 
     int b1 = packedBytes(firstDigits), b2 = packedBytes(secondDigits);
     const int db = packedBytes(dstDigits);
     const bool n1 = packedNegative(p1[b1 - 1]), n2 = packedNegative(p2[b2 - 1]);
+    if (b1 == db && b2 == db && db <= 16 && (sameSign || n1 == n2)) {
+        if (addSameShape(p1, p2, d, db, (digitsOf(dstDigits) & 1) == 0)) return 1;
+    }
     skipZeroBytes(p1, b1);
     skipZeroBytes(p2, b2);
     if (!sameSign && n1 != n2) {

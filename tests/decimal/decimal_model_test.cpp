@@ -204,6 +204,38 @@ TEST_F(Decimal, PackedAddWordStepsEqualByteStepsOnAnyNibbles) {
     }
 }
 
+// ADD A TO B on items of one size takes a path of its own; it must give the
+// byte steps' bytes and raise the validator's messages, whatever the
+// nibbles.  The reference adds byte by byte; the validator is asked
+// directly how many messages to expect.
+TEST_F(Decimal, EqualShapeAddEqualsByteStepsAndReportsAsTheValidator) {
+    for (int i = 0; i < kCases; ++i) {
+        const int n = digits();
+        const int b = pbytes(n);
+        Bytes x(b), y(b);
+        for (auto& v : x) v = uint8_t(rng());
+        for (auto& v : y) v = uint8_t(rng());
+        if (i % 3) {  // mostly digits, so that the whole-item step runs
+            x = packed(randomMagnitude(rng, n), n, randomSignNibble(rng, rng() % 2));
+            y = packed(randomMagnitude(rng, n), n, randomSignNibble(rng, rng() % 2));
+            if (i % 7 == 0) y[rng() % b] |= 0xA0;
+        }
+        const bool sameSign = ((x.back() & 15) == 0xB || (x.back() & 15) == 0xD) ==
+                              ((y.back() & 15) == 0xB || (y.back() & 15) == 0xD);
+        Placed p1(x, i & 7), p2(y, (i >> 3) & 7), pd(Bytes(b, 0), (i >> 6) & 7);
+        const int expectedMessages = zvkBcdCheckPacked(p1.p(), n, 0) + zvkBcdCheckPacked(p2.p(), n, 0);
+        testing::internal::CaptureStderr();
+        _zvkcBCD_ADD_Pckd(p1.p(), p2.p(), pd.p(), n, n, n);
+        const std::string err = testing::internal::GetCapturedStderr();
+        int messages = 0;
+        for (size_t at = 0; (at = err.find("ZVK903W", at)) != std::string::npos; ++at) ++messages;
+        ASSERT_EQ(messages, expectedMessages) << hex(x) << " + " << hex(y);
+        if (sameSign) {  // the whole-item step applies only to one sign
+            ASSERT_EQ(hex(pd.bytes()), hex(refAddSameSign(x, y, n))) << hex(x) << " + " << hex(y);
+        }
+    }
+}
+
 // ---- increment and decrement ----
 
 TEST_F(Decimal, IncrementAndDecrementMatchModel) {
