@@ -1,6 +1,6 @@
 // Unit tests of the general hash table.
 
-#include "hashtable.h"
+#include "frame/hashtable.h"
 
 #include <gtest/gtest.h>
 
