@@ -169,10 +169,31 @@ bool scanGroup(Phrase* ph, int first, int end, uint8_t* item, size_t length, siz
     if (end - first == 1 && (ph[first].kind & ZVK_INSP_CONVERTING) && cs == 1) {
         return ph[first].to > ph[first].from && convertBytes(ph[first], item);
     }
+    // Where no phrase is LEADING, CHARACTERS or CONVERTING, a position
+    // whose byte begins no phrase's value matches nothing and changes no
+    // state: such positions are passed over in one step.
+    bool skip = cs == 1;
+    bool starts[256] = {};
+    for (int i = first; i < end && skip; ++i) {
+        if (ph[i].kind & (ZVK_INSP_LEADING | ZVK_INSP_CHARACTERS | ZVK_INSP_CONVERTING))
+            skip = false;
+        else if (ph[i].compared.length > 0)
+            starts[ph[i].compared.data[0]] = true;
+    }
+    const int only = (skip && end - first == 1 && ph[first].compared.length > 0) ? first : -1;
+
     bool changed = false;
     int lastMatch = -1;
     size_t pos = 0;
     while (pos < length) {
+        if (only >= 0) {
+            const void* next = memchr(item + pos, ph[only].compared.data[0], length - pos);
+            if (!next) break;
+            pos = size_t(static_cast<const uint8_t*>(next) - item);
+        } else if (skip) {
+            while (pos < length && !starts[item[pos]]) ++pos;
+            if (pos >= length) break;
+        }
         int matched = -1;
         size_t advance = cs;
         for (int i = first; i < end; ++i) {
