@@ -7,6 +7,8 @@
 #define KVR2_KVR2_H
 
 #include "kvr2/records.h"
+#include "kvr2/programs.h"
+#include "kvr2/signals.h"
 
 #ifdef __cplusplus
 extern "C" {
