@@ -310,6 +310,8 @@ void zvkSignalRestoreTop(void) {
     pthread_mutex_unlock(&tableMutex);
 }
 
+void zvkSignalCopyTemplate(SignalRow* table) { memcpy(table, kTemplate, sizeof kTemplate); }
+
 void zvkSignalInstall(Runcom* ru) {
     if (!ru || !ru->signals) return;
     memcpy(ru->signals, kTemplate, sizeof kTemplate);
@@ -402,7 +404,7 @@ void zvkTraceback(FILE* stream) {
                 char cmd[2048] = "/usr/bin/addr2line -a -f -C -s -p -e ";
                 appendQuoted(cmd, sizeof cmd, di.dli_fname);
                 size_t len = strlen(cmd);
-                snprintf(cmd + len, sizeof cmd - len, " 0x%lx 2>/dev/null 1>&%d\n",
+                snprintf(cmd + len, sizeof cmd - len, " 0x%lx 1>&%d 2>/dev/null\n",
                          static_cast<unsigned long>(objectAddress(di, addr)), fileno(stream));
                 fflush(stream);
                 int rc = system(cmd);

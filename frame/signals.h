@@ -27,6 +27,7 @@ constexpr int kSignalRows = 26;
 // table null: the default table; handler null: default_sigrtn.
 void zvkSignalInstallTable(SignalRow* table, void (*handler)(int, siginfo_t*, void*),
                            void (*routine)(int, siginfo_t*, void*));
+void zvkSignalCopyTemplate(SignalRow* table);
 // Pops the innermost table and puts back what it replaced.
 void zvkSignalRestoreTop(void);
 bool zvkSignalTableInstalled(const void* table);
