@@ -344,9 +344,11 @@ void zvkSignalRestore(Runcom* ru) {
 }
 
 bool zvkSignalTableInstalled(const void* table) {
-    for (int i = 0; i < depth; ++i)
-        if (installed[i] == table) return true;
-    return false;
+    bool found = false;
+    pthread_mutex_lock(&tableMutex);
+    for (int i = 0; i < depth && !found; ++i) found = installed[i] == table;
+    pthread_mutex_unlock(&tableMutex);
+    return found;
 }
 
 void zvkSignalStackRelease(void) {

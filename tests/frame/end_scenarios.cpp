@@ -179,11 +179,20 @@ int stopFromDynamic() {
 }
 
 int* volatile nowhere = nullptr;   // opaque to the optimiser
-__attribute__((noinline)) void crashSegv() { *nowhere = 1; }
+// The faults are the program's own: not caught earlier by the sanitizers.
+__attribute__((noinline, no_sanitize("undefined"))) void crashSegv() { *nowhere = 1; }
 
-__attribute__((noinline)) int crashFpe(int d) {
+__attribute__((noinline, no_sanitize("undefined"))) int crashFpe(int d) {
     volatile int divisor = d;
     return 100 / divisor;
+}
+
+volatile int depthLimit = 1 << 30;   // never reached: the stack ends first
+__attribute__((noinline)) int recurse(int n) {
+    volatile char frame[512];
+    frame[0] = static_cast<char>(n);
+    if (n >= depthLimit) return 0;
+    return recurse(n + 1) + frame[0];
 }
 
 // A fault inside a called program.
@@ -197,6 +206,7 @@ int fault(const char* kind) {
             if (k == "segv") crashSegv();
             if (k == "fpe") printf("%d\n", crashFpe(0));
             if (k == "abort") _zvkAbort(0);
+            if (k == "overflow") printf("%d\n", recurse(0));
         });
         say("not reached");
     });

@@ -218,6 +218,17 @@ TEST(Endings, FpeInsideAProgramEndsWithTraceback) {
     EXPECT_NE(e.find("ZVK995C  Program ends on signal SIGFPE at"), std::string::npos) << r.err;
 }
 
+TEST(Endings, StackOverflowIsReportedFromTheAlternateStack) {
+    if (underSanitizer()) GTEST_SKIP() << "the sanitizer has its own view of the stack";
+    Options o;
+    o.env["COBRTOPT"] = "TRAP=ON";
+    Result r = run({"fault", "overflow"}, o);
+    EXPECT_EQ(r.signal, SIGABRT) << r.err;
+    std::string e = unwrapped(r.err);
+    EXPECT_EQ(e.rfind("SIGSEGV: bad branch or `ulimit -s` may have been exceeded (0x", 0), 0u) << r.err.substr(0, 300);
+    EXPECT_NE(e.find("ZVK995C  Program ends on signal SIGSEGV at"), std::string::npos);
+}
+
 TEST(Endings, TracebackLinesThroughAddr2line) {
     Options o;
     o.env["COBRTOPT"] = "TRAP";
