@@ -326,11 +326,12 @@ int threads(const char* rounds) {
                     if (strcmp(plain(), "EVA") != 0) printf("wrong program\n");
                 }
             }
+            // The other program leaves first; then the main ends the run
+            // unit, which does not wait for threads still in it.
+            const bool isMain = a->self->flag() & 0x80000000u;
+            if (!isMain) _zvkPgmExit(a->self->i());
             pthread_barrier_wait(&barrier);
-            if (a->self->flag() & 0x80000000u)
-                _zvkPgmTerm(a->self->p());   // the main ends the run unit
-            else
-                _zvkPgmExit(a->self->i());
+            if (isMain) _zvkPgmTerm(a->self->p());
             pthread_barrier_wait(&barrier);
         }
         return nullptr;
