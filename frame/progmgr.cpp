@@ -160,14 +160,16 @@ uint64_t* resultRecord(void* entry) {
 }
 
 // Unloads every program of the process table; entries go too unless a run
-// unit is active.
+// unit is active.  A program now entered (the one asking, say) keeps its
+// code: unloading it would pull the ground from under it.
 void destroyCache() {
     Proccom* pc = _zvkProccom;
     if (!pc || !pc->plle) return;
     HashTable* t = pc->plle;
     for (HashEntry* e = HashTable_Next(t, nullptr); e;) {
         HashEntry* next = HashTable_Next(t, e);
-        unloadLle(static_cast<LLE*>(e->value));
+        LLE* lle = static_cast<LLE*>(e->value);
+        if (!(pc->runcom && lle && isEntered(lle))) unloadLle(lle);
         e = next;
     }
     if (!pc->runcom) HashTable_Clear(t);
@@ -446,7 +448,8 @@ KVR2_API int32_t _zvk_cpm_unload(const char* name) {
     zvkLockMt(&programMutex);
     HashEntry* e = HashTable_Find(pc->plle, nullptr, name, n, 0, 0);
     if (e) {
-        unloadLle(static_cast<LLE*>(e->value));
+        LLE* lle = static_cast<LLE*>(e->value);
+        if (!(pc->runcom && isEntered(lle))) unloadLle(lle);
         if (!pc->runcom) HashTable_Delete(pc->plle, nullptr, name, n);
     }
     zvkUnlockMt(&programMutex);
