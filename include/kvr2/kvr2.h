@@ -10,6 +10,8 @@
 #include "kvr2/edit.h"
 #include "kvr2/inspect.h"
 #include "kvr2/intrinsics.h"
+#include "kvr2/programs.h"
+#include "kvr2/signals.h"
 
 #ifdef __cplusplus
 extern "C" {
