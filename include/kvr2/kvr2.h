@@ -7,6 +7,9 @@
 #define KVR2_KVR2_H
 
 #include "kvr2/records.h"
+#include "kvr2/storage.h"
+#include "kvr2/codepage.h"
+#include "kvr2/console.h"
 
 #ifdef __cplusplus
 extern "C" {
