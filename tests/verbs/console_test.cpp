@@ -314,3 +314,17 @@ TEST(Stop, LiteralWaitsForAnAnswer) {
     EXPECT_EQ(eof.out, std::string("OPERATOR, PLEASE REPLY\n[****]\nafter\n") + kEpilogue);
     EXPECT_EQ(eof.err, "");
 }
+
+TEST(Demo, DisplaysWhatItComputes) {
+    Options o;
+    o.env["LC_ALL"] = "C";
+    Result r = scenario::run(scenario::binDir() + "/../../bin/kvr2demo", {}, o);
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    std::regex expected(
+        "DEMOMAIN: RUN OF [0-9]{8}\n"
+        "DEMOSUB: ENTRY 01, 1/ENTRY  \\.1000E 01, YEAR WINDOW STARTS [0-9]{4}\n"
+        "DEMOSUB: ENTRY 02, 1/ENTRY  \\.5000E 00, YEAR WINDOW STARTS [0-9]{4}\n"
+        "DEMOMAIN: DEMOSUB WAS ENTERED 000000002 TIMES\n");
+    EXPECT_TRUE(std::regex_match(r.out, expected)) << r.out;
+}
