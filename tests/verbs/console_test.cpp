@@ -328,3 +328,34 @@ TEST(Demo, DisplaysWhatItComputes) {
         "DEMOMAIN: DEMOSUB WAS ENTERED 000000002 TIMES\n");
     EXPECT_TRUE(std::regex_match(r.out, expected)) << r.out;
 }
+
+TEST(Accept, ReadErrorIsReportedAndTheRunGoesOn) {
+    TempDir t;
+    // A directory opens for reading but every read of it fails (EISDIR).
+    Result r = run({"accept", "4", "1"}, {{"SYSIN", t.path.string()}});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.out, std::string("[****]\n") + kEpilogue);
+    EXPECT_EQ(r.err, "ZVK200W  Input/output error in ACCEPT, errno 21.\n\n");
+    Result stop = run({"stop"}, {{"SYSIN", t.path.string()}});
+    EXPECT_EQ(stop.out, std::string("OPERATOR, PLEASE REPLY\n[****]\nafter\n") + kEpilogue);
+    EXPECT_EQ(stop.err,
+              "ZVK200W  Input/output error in STOP, errno 21.\n\n"
+              "ZVK200W  Input/output error in ACCEPT, errno 21.\n\n");
+}
+
+TEST(Accept, DbcsItemIsPaddedWithTheLocalesDbcsBlank) {
+    // Locales of this test program of its own: another may be building its
+    // own at the same time.
+    const std::string locales = scenario::binDir() + "/locales-console";
+    if (!fs::exists(locales + "/ja_JP.eucJP/LC_CTYPE")) {
+        fs::create_directories(locales);
+        int rc = system(("localedef -i ja_JP -f EUC-JP " + locales + "/ja_JP.eucJP >/dev/null 2>&1").c_str());
+        (void)rc;
+        if (!fs::exists(locales + "/ja_JP.eucJP/LC_CTYPE")) GTEST_SKIP() << "localedef ja_JP failed";
+    }
+    std::map<std::string, std::optional<std::string>> env = {{"LC_ALL", "ja_JP.eucJP"}, {"LOCPATH", locales}};
+    // An even remainder takes the two-byte blank; an odd one single blanks.
+    EXPECT_EQ(run({"accept", "6", "1", "0x82"}, env, "AB\n").out, std::string("[AB\x81\x40\x81\x40]\n") + kEpilogue);
+    EXPECT_EQ(run({"accept", "5", "1", "0x82"}, env, "AB\n").out, std::string("[AB   ]\n") + kEpilogue);
+    EXPECT_EQ(run({"accept", "6", "1", "0x82"}, {}, "AB\n").out, std::string("[AB    ]\n") + kEpilogue);
+}
