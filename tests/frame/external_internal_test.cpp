@@ -59,7 +59,9 @@ TEST(Allocators, AlignedAndSized) {
     }
     EXPECT_EQ(_zvkcalloc(1, 0), nullptr);
     EXPECT_EQ(_zvkcalloc(0, 0), nullptr);
-    EXPECT_NE(_zvkMalloc(0, 907, 0), nullptr);
+    void* empty = _zvkMalloc(0, 907, 0);
+    EXPECT_NE(empty, nullptr);
+    _zvkcfree(empty);
     // Not given at all: no message, null.
     EXPECT_EQ(_Dmr_mem_alloc(~uint64_t(0)), nullptr);
     EXPECT_EQ(_zvkcalloc(1, ~uint64_t(0) - 8), nullptr);
