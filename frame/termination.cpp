@@ -12,6 +12,7 @@
 
 #include "frame/frame.h"
 #include "frame/hashtable.h"
+#include "verbs/devices.h"
 
 namespace {
 
@@ -224,6 +225,7 @@ void TermCobolRte(uint32_t reason) {
 
     zvkSignalStackRelease();
 
+    zvkReleaseCodePagesAndStreams();
     pc->sysin = pc->sysout = pc->msgs = pc->conIn = pc->conOut = pc->syspunch = nullptr;
     memset(pc->spare, 0, sizeof pc->spare);
     free(pc->installDir);

@@ -12,6 +12,9 @@
 #include "kvr2/intrinsics.h"
 #include "kvr2/programs.h"
 #include "kvr2/signals.h"
+#include "kvr2/storage.h"
+#include "kvr2/codepage.h"
+#include "kvr2/console.h"
 
 #ifdef __cplusplus
 extern "C" {
