@@ -8,6 +8,14 @@
 
 #include "kvr2/records.h"
 #include "kvr2/decimal.h"
+#include "kvr2/edit.h"
+#include "kvr2/inspect.h"
+#include "kvr2/intrinsics.h"
+#include "kvr2/programs.h"
+#include "kvr2/signals.h"
+#include "kvr2/storage.h"
+#include "kvr2/codepage.h"
+#include "kvr2/console.h"
 
 #ifdef __cplusplus
 extern "C" {
