@@ -8,6 +8,7 @@
 
 #include "kvr2/records.h"
 #include "kvr2/decimal.h"
+#include "kvr2/decimal_muldiv.h"
 #include "kvr2/edit.h"
 #include "kvr2/inspect.h"
 #include "kvr2/intrinsics.h"

@@ -1,0 +1,537 @@
+// Multiplication, division and remainder of packed and zoned items.
+//
+// Multiplication works on pairs of digits.  An operand is its units digit
+// u and the pairs Q to the left of it, value u + 10 Q with Q in base 100,
+// each pair read through the packed-to-value table.  Column k of the
+// product (weight 10 * 100^k) is then u1 q2[k] + u2 q1[k] + 10 * the sum of
+// q1[i] q2[j] over i + j = k, and each column plus the carry becomes one
+// packed byte through the value-to-packed table.  The item is never
+// converted to binary.
+//
+// Division works in base 100 too, on the dividend and the divisor times
+// ten (the table reads a sign byte dS as 10 d).  Each round finds two
+// quotient digits, the tens by comparing the window of the dividend with
+// the divisor's multiples times ten, the units with its plain multiples,
+// and subtracts the greatest multiple that fits.  Windows and rows of up
+// to sixteen pairs are held in one 128-bit word each, where a comparison
+// of digit strings is a comparison of numbers and a subtraction in base
+// 100 is one binary subtraction and a correction of the borrowing bytes.
+
+#include <cstring>
+
+#include "decimal/frame.h"
+#include "decimal/muldiv.h"
+#include "decimal/words.h"
+
+using namespace bcd;
+
+namespace {
+
+const uint8_t* const T = zvkBcdT;
+const uint8_t* const P = zvkBcdP;
+
+// Operands are taken by their low-order 255 digits at most (253 for a
+// division): far beyond any item, and it bounds what lives on the stack.
+constexpr int kMaxPairs = 127;
+constexpr int kMaxDigits = 2 * kMaxPairs + 1;
+
+// The work areas of multiplication, per thread: two threads multiplying
+// at once each have their own.  Longer products are built in the
+// destination, after the operands have been read.
+constexpr int kPackedScratch = 64;  // bytes: digit estimates up to 64
+constexpr int kZonedScratch = 144;  // digits: digit-count sums up to 126
+thread_local uint8_t packedScratch[kPackedScratch];
+thread_local uint8_t zonedScratch[kZonedScratch];
+
+// ---- multiplication ----
+
+struct Pairs {
+    unsigned u;              // the units digit
+    int n;                   // pairs to the left of it
+    uint32_t q[kMaxPairs];   // q[0]: the pair next to the units
+};
+
+// p[0, b): packed bytes; the units digit is the high nibble of the last.
+void packedPairs(const uint8_t* p, int b, Pairs& out) {
+    out.u = p[b - 1] >> 4;
+    out.n = b - 1;
+    for (int j = 0; j < out.n; ++j) out.q[j] = T[p[b - 2 - j]];
+}
+
+// z[0, n): zoned digits, each by its low nibble.
+void zonedPairs(const uint8_t* z, int n, Pairs& out) {
+    out.u = n ? z[n - 1] & 0x0F : 0;
+    out.n = n > 1 ? n / 2 : 0;
+    for (int j = 0; j < out.n; ++j) {
+        const int lo = n - 2 - 2 * j, hi = lo - 1;
+        out.q[j] = (hi >= 0 ? 10u * (z[hi] & 0x0F) : 0u) + (z[lo] & 0x0F);
+    }
+}
+
+// The product's units digit (out(-1, d)) and its columns 0 to L - 1
+// (out(k, 0..99)); what lies beyond is dropped.
+template <class Out>
+inline void product(const Pairs& a, const Pairs& b, int L, Out&& out) {
+    const unsigned uv = a.u * b.u;
+    out(-1, uv % 10);
+    uint32_t carry = uv / 10;
+    uint32_t rb[kMaxPairs];  // b's pairs from the left, so both run forward
+    for (int m = 0; m < b.n; ++m) rb[m] = b.q[b.n - 1 - m];
+    const int top = a.n + b.n;
+    for (int k = 0; k < L; ++k) {
+        uint32_t s = carry;
+        if (k < top) {
+            if (k < b.n) s += a.u * b.q[k];
+            if (k < a.n) s += b.u * a.q[k];
+            const int lo = k - b.n + 1 > 0 ? k - b.n + 1 : 0;
+            const int hi = k < a.n - 1 ? k : a.n - 1;
+            const int off = b.n - 1 - k;
+            uint32_t c = 0;
+            for (int j = lo; j <= hi; ++j) c += a.q[j] * rb[j + off];
+            s += 10 * c;
+        }
+        out(k, s % 100);
+        carry = s / 100;
+    }
+}
+
+inline int significantDigits(const uint8_t* p, int b) { return (b == 1 || (p[0] >> 4)) ? 2 * b - 1 : 2 * b - 2; }
+
+// ---- division ----
+
+using u128 = unsigned __int128;
+constexpr u128 everyByte(unsigned v) { return ~u128(0) / 255 * v; }
+constexpr u128 k28 = everyByte(28), k80 = everyByte(0x80);
+
+// Base 100 in the bytes of a word.  Addition: a byte of 100 or more (it
+// reaches 128 with 28 added) gives 100 back and carries one into the byte
+// above, until no byte does.
+inline u128 add100(u128 x, u128 y) {
+    u128 s = x + y;
+    for (u128 c; (c = (s + k28) & k80) != 0;) {
+        c >>= 7;
+        s = s - c * 100 + (c << 8);
+    }
+    return s;
+}
+// Subtraction of a smaller or equal value: a byte that borrowed wrapped
+// to 156 or more (bit 7 set), and takes 156 less to read as +100.
+inline u128 sub100(u128 x, u128 y) {
+    const u128 d = x - y;
+    return d - ((d & k80) >> 7) * 156;
+}
+
+// 10 * row (L pairs) in base 100.
+void times10(const uint8_t* row, uint8_t* out, int L) {
+    unsigned carry = 0;
+    for (int i = L - 1; i >= 0; --i) {
+        const unsigned v = 10u * row[i] + carry;
+        out[i] = static_cast<uint8_t>(v % 100);
+        carry = v / 100;
+    }
+}
+
+// Long division of A (n pairs, A[0] zero) by B (k pairs), n > k, in
+// n - k rounds of two digits: q[0, 2 (n - k)) gets the quotient's digits,
+// most significant first, and rem[0, k + 1) the final window (the
+// remainder times ten).
+void divideWide(const uint8_t* A, int n, const uint8_t* B, int k, uint8_t* q, uint8_t* rem) {
+    const int L = k + 1, shift = 128 - 8 * L;
+    uint8_t row[16] = {0}, row10[16];
+    memcpy(row + 1, B, k);
+    times10(row, row10, L);
+    u128 M[10], S[10];
+    M[0] = S[0] = 0;
+    M[1] = loadLeft<u128>(row, L);
+    S[1] = loadLeft<u128>(row10, L);
+    for (int j = 2; j <= 9; ++j) M[j] = add100(M[j - 1], M[1]), S[j] = add100(S[j - 1], S[1]);
+    u128 w = loadLeft<u128>(A, L);
+    for (int r = 0; r < n - k; ++r) {
+        if (r) w = (w << 8) | (u128(A[r + k]) << shift);
+        int t = 0;
+        for (int j = 1; j <= 9; ++j) t += S[j] <= w;
+        w = sub100(w, S[t]);
+        int o = 0;
+        for (int j = 1; j <= 9; ++j) o += M[j] <= w;
+        w = sub100(w, M[o]);
+        q[2 * r] = static_cast<uint8_t>(t);
+        q[2 * r + 1] = static_cast<uint8_t>(o);
+    }
+    for (int i = 0; i < L; ++i) rem[i] = static_cast<uint8_t>(w >> (120 - 8 * i));
+}
+
+// The same for divisors of more than fifteen pairs, on byte strings.
+void subtractRow(uint8_t* w, const uint8_t* row, int L) {
+    int borrow = 0;
+    for (int i = L - 1; i >= 0; --i) {
+        int d = w[i] - row[i] - borrow;
+        borrow = d < 0;
+        w[i] = static_cast<uint8_t>(d < 0 ? d + 100 : d);
+    }
+}
+void addRow(uint8_t* out, const uint8_t* a, const uint8_t* b, int L) {
+    unsigned carry = 0;
+    for (int i = L - 1; i >= 0; --i) {
+        const unsigned v = a[i] + b[i] + carry;
+        carry = v >= 100;
+        out[i] = static_cast<uint8_t>(carry ? v - 100 : v);
+    }
+}
+void divideLong(uint8_t* A, int n, const uint8_t* B, int k, uint8_t* q, uint8_t* rem) {
+    const int L = k + 1;
+    uint8_t M[10][kMaxPairs + 2], S[10][kMaxPairs + 2];
+    memset(M[1], 0, L);
+    memcpy(M[1] + 1, B, k);
+    times10(M[1], S[1], L);
+    for (int j = 2; j <= 9; ++j) addRow(M[j], M[j - 1], M[1], L), addRow(S[j], S[j - 1], S[1], L);
+    auto largest = [&](uint8_t rows[][kMaxPairs + 2], const uint8_t* w) {
+        int j = 0;
+        while (j < 9 && memcmp(rows[j + 1], w, L) <= 0) ++j;
+        return j;
+    };
+    for (int r = 0; r < n - k; ++r) {
+        uint8_t* w = A + r;
+        const int t = largest(S, w);
+        if (t) subtractRow(w, S[t], L);
+        const int o = largest(M, w);
+        if (o) subtractRow(w, M[o], L);
+        q[2 * r] = static_cast<uint8_t>(t);
+        q[2 * r + 1] = static_cast<uint8_t>(o);
+    }
+    memcpy(rem, A + n - L, L);
+}
+
+// A (n pairs) by B (k pairs); returns the quotient's digit count.
+int divide(uint8_t* A, int n, const uint8_t* B, int k, uint8_t* q, uint8_t* rem) {
+    if (k + 1 <= 16) divideWide(A, n, B, k, q, rem);
+    else divideLong(A, n, B, k, q, rem);
+    return 2 * (n - k);
+}
+
+// Zoned digits z[0, n) in the pairs of the packed form times ten: an odd
+// digit first alone, then pairs, the last digit (decoded: it carries the
+// sign) as the tens of the last pair.  Returns the pairs written.
+int zonedToPairs(const uint8_t* z, int n, uint8_t* out) {
+    int m = 0, i = 0;
+    if ((n - 1) & 1) out[m++] = T[z[i++] & 0x0F];
+    for (; i < n - 1; i += 2) out[m++] = T[((z[i] & 0x0F) << 4) | (z[i + 1] & 0x0F)];
+    out[m++] = T[zonedDigit(z[n - 1]) << 4];
+    return m;
+}
+
+const uint8_t kPackedZero[1] = {0x0C};
+const uint8_t kZonedZero[1] = {'0'};
+
+}  // namespace
+
+extern "C" {
+
+int zvkBcdMulPacked(const void* op1, int32_t op1Digits, const void* op2, int32_t op2Digits, void* dst,
+                    int32_t dstDigits) {
+    const uint8_t* p1 = static_cast<const uint8_t*>(op1);
+    const uint8_t* p2 = static_cast<const uint8_t*>(op2);
+    uint8_t* d = static_cast<uint8_t*>(dst);
+    int b1 = packedBytes(op1Digits), b2 = packedBytes(op2Digits);
+    const int db = packedBytes(dstDigits);
+    const bool negative = packedNegative(p1[b1 - 1]) != packedNegative(p2[b2 - 1]);
+    while (b1 > 1 && *p1 == 0) ++p1, --b1;
+    while (b2 > 1 && *p2 == 0) ++p2, --b2;
+    int e1 = significantDigits(p1, b1), e2 = significantDigits(p2, b2);
+    // Only the low-order bytes that the destination can hold take part.
+    if (b1 > db) p1 += b1 - db, b1 = db, e1 = digitsOf(dstDigits);
+    if (b2 > db) p2 += b2 - db, b2 = db, e2 = digitsOf(dstDigits);
+    if (b1 > kMaxPairs + 1) p1 += b1 - (kMaxPairs + 1), b1 = kMaxPairs + 1;
+    if (b2 > kMaxPairs + 1) p2 += b2 - (kMaxPairs + 1), b2 = kMaxPairs + 1;
+    Pairs a, b;
+    packedPairs(p1, b1, a);
+    packedPairs(p2, b2, b);
+    // Both operands are read: the destination may be one of them.
+    uint8_t* work = d;
+    int W = db;
+    if (e1 + e2 <= 64) {
+        W = db < kPackedScratch ? db : kPackedScratch;
+        work = packedScratch + kPackedScratch - W;
+    }
+    product(a, b, W - 1, [&](int k, unsigned v) {
+        if (k < 0) work[W - 1] = static_cast<uint8_t>(v << 4);
+        else work[W - 2 - k] = P[v];
+    });
+    if (work != d) {
+        memset(d, 0, db - W);
+        memcpy(d + db - W, work, W);
+    }
+    d[db - 1] = static_cast<uint8_t>((d[db - 1] & 0xF0) | (negative ? 0x0D : 0x0C));
+    if ((digitsOf(dstDigits) & 1) == 0) d[0] &= 0x0F;
+    return 1;
+}
+
+int zvkBcdMulZoned(const void* op1, int32_t op1Digits, const void* op2, int32_t op2Digits, void* dst,
+                   int32_t dstDigits) {
+    const uint8_t* z1 = static_cast<const uint8_t*>(op1);
+    const uint8_t* z2 = static_cast<const uint8_t*>(op2);
+    uint8_t* d = static_cast<uint8_t*>(dst);
+    int n1 = digitsOf(op1Digits), n2 = digitsOf(op2Digits);
+    const int dn = digitsOf(dstDigits);
+    if (dn == 0) return 1;
+    const bool negative = (n1 && zonedNegative(z1[n1 - 1])) != (n2 && zonedNegative(z2[n2 - 1]));
+    const bool scratch = n1 + n2 <= 126;
+    while (n1 > 1 && (*z1 & 0x0F) == 0) ++z1, --n1;
+    while (n2 > 1 && (*z2 & 0x0F) == 0) ++z2, --n2;
+    const int keep = dn < kMaxDigits ? dn : kMaxDigits;
+    if (n1 > keep) z1 += n1 - keep, n1 = keep;
+    if (n2 > keep) z2 += n2 - keep, n2 = keep;
+    Pairs a, b;
+    zonedPairs(z1, n1, a);
+    zonedPairs(z2, n2, b);
+    uint8_t* work = d;
+    int W = dn;
+    if (scratch) {
+        W = dn < kZonedScratch ? dn : kZonedScratch;
+        work = zonedScratch + kZonedScratch - W;
+    }
+    product(a, b, W / 2, [&](int k, unsigned v) {
+        if (k < 0) {
+            work[W - 1] = static_cast<uint8_t>(0x30 | v);
+            return;
+        }
+        const int lo = W - 2 - 2 * k;
+        work[lo] = static_cast<uint8_t>(0x30 | (v % 10));
+        if (lo > 0) work[lo - 1] = static_cast<uint8_t>(0x30 | (v / 10));
+    });
+    if (work != d) {
+        memset(d, '0', dn - W);
+        memcpy(d + dn - W, work, W);
+    }
+    d[dn - 1] = static_cast<uint8_t>((negative ? 0x70 : 0x30) | (d[dn - 1] & 0x0F));
+    return 1;
+}
+
+int zvkBcdDivPacked(const void* dividend, int32_t dividendDigits, const void* divisor, int32_t divisorDigits,
+                    void* quotient, int32_t quotientDigits, void* remainder, int32_t remainderDigits) {
+    const uint8_t* p = static_cast<const uint8_t*>(dividend);
+    const uint8_t* v = static_cast<const uint8_t*>(divisor);
+    uint8_t* q = static_cast<uint8_t*>(quotient);
+    uint8_t* r = static_cast<uint8_t*>(remainder);
+    int pb = packedBytes(dividendDigits), vb = packedBytes(divisorDigits);
+    const int qb = packedBytes(quotientDigits), rb = packedBytes(remainderDigits);
+    const bool negD = packedNegative(p[pb - 1]), negV = packedNegative(v[vb - 1]);
+    while (pb > 1 && *p == 0) ++p, --pb;
+    while (vb > 1 && *v == 0) ++v, --vb;
+    if (pb > kMaxPairs) p += pb - kMaxPairs, pb = kMaxPairs;
+    if (vb > kMaxPairs) v += vb - kMaxPairs, vb = kMaxPairs;
+    const int dd = significantDigits(p, pb), vd = significantDigits(v, vb);
+    int order = dd < vd ? -1 : 1;
+    if (dd == vd) order = zvkBcdCmpPacked(p, 2 * pb - 1, v, 2 * vb - 1, 1);
+    if (order == 0) {  // equal magnitudes: 1, remainder +0
+        if (q) {
+            memset(q, 0, qb);
+            q[qb - 1] = negD != negV ? 0x1D : 0x1C;
+        }
+        if (r) {
+            memset(r, 0, rb);
+            r[rb - 1] = 0x0C;
+        }
+        return 1;
+    }
+    if (order < 0) {  // quotient +0, remainder the dividend
+        if (r) zvkBcdMovePacked(dividend, dividendDigits, r, remainderDigits);
+        if (q) {
+            memset(q, 0, qb);
+            q[qb - 1] = 0x0C;
+        }
+        return 0;
+    }
+    uint8_t A[kMaxPairs + 1], B[kMaxPairs], digits[2 * kMaxPairs + 2], rem[kMaxPairs + 1];
+    A[0] = 0;
+    for (int i = 0; i < pb; ++i) A[1 + i] = T[p[i]];
+    for (int i = 0; i < vb; ++i) B[i] = T[v[i]];
+    const int n = pb + 1, L = vb + 1;
+    const int count = divide(A, n, B, vb, digits, rem);
+    if (q) {
+        // Two digits a round, the last with the sign: the quotient's top
+        // nibble is not cleared, whatever the parity of its digit count.
+        uint8_t qbytes[kMaxPairs + 2];
+        const int nb = count / 2 + 1;
+        qbytes[0] = digits[0];
+        for (int i = 1; i < nb - 1; ++i) qbytes[i] = static_cast<uint8_t>((digits[2 * i - 1] << 4) | digits[2 * i]);
+        qbytes[nb - 1] = static_cast<uint8_t>((digits[count - 1] << 4) | (negD != negV ? 0x0D : 0x0C));
+        if (qb >= nb) {
+            memset(q, 0, qb - nb);
+            memcpy(q + qb - nb, qbytes, nb);
+        } else {
+            memcpy(q, qbytes + nb - qb, qb);
+        }
+    }
+    if (r) {
+        for (int i = 0; i < rb; ++i) r[rb - 1 - i] = i < L ? P[rem[L - 1 - i]] : 0;
+        r[rb - 1] = static_cast<uint8_t>((r[rb - 1] & 0xF0) | (negD ? 0x0D : 0x0C));
+        if ((digitsOf(remainderDigits) & 1) == 0) r[0] &= 0x0F;
+    }
+    return 1;
+}
+
+int zvkBcdDivZoned(const void* dividend, int32_t dividendDigits, const void* divisor, int32_t divisorDigits,
+                   void* quotient, int32_t quotientDigits, void* remainder, int32_t remainderDigits) {
+    const uint8_t* z = static_cast<const uint8_t*>(dividend);
+    const uint8_t* y = static_cast<const uint8_t*>(divisor);
+    uint8_t* q = static_cast<uint8_t*>(quotient);
+    uint8_t* r = static_cast<uint8_t*>(remainder);
+    int zn = digitsOf(dividendDigits), yn = digitsOf(divisorDigits);
+    if (zn == 0) z = kZonedZero, zn = 1;
+    if (yn == 0) y = kZonedZero, yn = 1;
+    const int qn = digitsOf(quotientDigits), rn = digitsOf(remainderDigits);
+    const bool negD = zonedNegative(z[zn - 1]), negV = zonedNegative(y[yn - 1]);
+    const uint8_t* zs = z;
+    const uint8_t* ys = y;
+    int zc = zn, yc = yn;
+    while (zc > 1 && (*zs & 0x0F) == 0) ++zs, --zc;
+    while (yc > 1 && (*ys & 0x0F) == 0) ++ys, --yc;
+    if (zc > kMaxDigits - 2) zs += zc - (kMaxDigits - 2), zc = kMaxDigits - 2;
+    if (yc > kMaxDigits - 2) ys += yc - (kMaxDigits - 2), yc = kMaxDigits - 2;
+    int order = zc < yc ? -1 : 1;
+    if (zc == yc) order = zvkBcdCmpZoned(zs, zc, ys, yc, 1);
+    if (order == 0) {
+        if (q && qn) {
+            memset(q, '0', qn);
+            q[qn - 1] = negD != negV ? 'q' : '1';
+        }
+        if (r) memset(r, '0', rn);
+        return 1;
+    }
+    if (order < 0) {
+        if (q) memset(q, '0', qn);
+        if (r && rn) zvkBcdMoveZoned(z, zn, r, rn);
+        return 0;
+    }
+    uint8_t A[kMaxPairs + 1], B[kMaxPairs], digits[2 * kMaxPairs + 2], rem[kMaxPairs + 1];
+    A[0] = 0;
+    const int n = 1 + zonedToPairs(zs, zc, A + 1);
+    const int k = zonedToPairs(ys, yc, B), L = k + 1;
+    const int count = divide(A, n, B, k, digits, rem);
+    if (q && qn) {
+        for (int i = 0; i < qn; ++i) q[qn - 1 - i] = static_cast<uint8_t>(0x30 | (i < count ? digits[count - 1 - i] : 0));
+        if (negD != negV) q[qn - 1] = static_cast<uint8_t>(0x70 | (q[qn - 1] & 0x0F));
+    }
+    if (r && rn) {
+        // The final window is the remainder times ten: its last digit is 0.
+        for (int i = 0; i < rn; ++i) {
+            const int pos = 2 * L - 2 - i;  // digit index in the window, from the left
+            const int digit = pos < 0 ? 0 : (pos & 1) ? rem[pos / 2] % 10 : rem[pos / 2] / 10;
+            r[rn - 1 - i] = static_cast<uint8_t>(0x30 | digit);
+        }
+        if (negD) r[rn - 1] = static_cast<uint8_t>(0x70 | (r[rn - 1] & 0x0F));
+    }
+    return 1;
+}
+
+}  // extern "C"
+
+// ---- entry points ----
+
+namespace {
+
+template <Form F>
+void* multiply(const char* title, const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+    const uint32_t m = mode();
+    if (m & kBcdDebug) [[unlikely]] {
+        dumpTitle(title);
+        dumpItem("op1: %p %d: ", op1, d1, storedBytes(F, d1));
+        dumpItem("op2: %p %d: ", op2, d2, storedBytes(F, d2));
+    }
+    if (!(m & kBcdNoValidate)) {
+        checkArith(F, op1, d1);
+        checkArith(F, op2, d2);
+    }
+    if constexpr (F == Form::Pckd) zvkBcdMulPacked(op1, d1, op2, d2, dst, dd);
+    else zvkBcdMulZoned(op1, d1, op2, d2, dst, dd);
+    if (m & kBcdDebug) [[unlikely]]
+        dumpItem("dst: %p %d: ", dst, dd, storedBytes(F, dd));
+    return dst;
+}
+
+// Leading zero bytes off an operand, as the division workers want it: a
+// packed count two digits a byte and then made odd, so that it fills its
+// bytes; a zoned count one a byte.
+template <Form F>
+inline void strip(const void*& op, int32_t& n) {
+    const uint8_t* p = static_cast<const uint8_t*>(op);
+    n = digitsOf(n);
+    if constexpr (F == Form::Pckd) {
+        while (*p == 0 && n >= 2) ++p, n -= 2;
+        n |= 1;
+    } else {
+        while (n > 1 && *p == 0) ++p, --n;
+    }
+    op = p;
+}
+
+// title null: an entry without a dump.
+template <Form F>
+int division(const char* title, const void* op1, const void* op2, void* quotient, void* remainder, int32_t rd,
+             int32_t qd, int32_t d2, int32_t d1) {
+    const uint32_t m = mode();
+    const bool dump = title && (m & kBcdDebug);
+    if (dump) [[unlikely]] {
+        dumpTitle(title);
+        dumpItem("op1: %p %d: ", op1, d1, storedBytes(F, d1));
+        dumpItem("op2: %p %d: ", op2, d2, storedBytes(F, d2));
+    }
+    if (!(m & kBcdNoValidate)) {
+        checkArith(F, op1, d1);
+        checkArith(F, op2, d2);
+    }
+    strip<F>(op1, d1);
+    strip<F>(op2, d2);
+    if (F == Form::Pckd ? zvkBcdIsZeroPacked(op2, d2) : zvkBcdIsZeroZoned(op2, d2)) zvkWriteMsg(902, 0);
+    const int result = F == Form::Pckd ? zvkBcdDivPacked(op1, d1, op2, d2, quotient, qd, remainder, rd)
+                                       : zvkBcdDivZoned(op1, d1, op2, d2, quotient, qd, remainder, rd);
+    if (dump) [[unlikely]] {
+        if (quotient) dumpItem("dst: %p %d: ", quotient, qd, storedBytes(F, qd));
+        else dumpItem("dst: %p %d: ", remainder, rd, storedBytes(F, rd));
+        if (quotient && remainder) {
+            fputs("rem: ", stderr);
+            const uint8_t* b = static_cast<const uint8_t*>(remainder);
+            for (int i = 0, n = storedBytes(F, rd); i < n; ++i) fprintf(stderr, "%2.2x", b[i]);
+            fputc('\n', stderr);
+        }
+    }
+    return result;
+}
+
+}  // namespace
+
+extern "C" {
+
+KVR2_API void* _zvkcBCD_MPY_Pckd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+    return multiply<Form::Pckd>("mpy packed...", op1, op2, dst, dd, d2, d1);
+}
+KVR2_API void* _zvkcBCD_MPY_Znd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+    return multiply<Form::TO>("mpy zoned...", op1, op2, dst, dd, d2, d1);
+}
+KVR2_API void* _zvkcBCD_DIV_Pckd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+    division<Form::Pckd>("div packed...", op1, op2, dst, nullptr, 0, dd, d2, d1);
+    return dst;
+}
+KVR2_API void* _zvkcBCD_DIV_Znd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+    division<Form::TO>("div zoned...", op1, op2, dst, nullptr, 0, dd, d2, d1);
+    return dst;
+}
+KVR2_API int _zvkcBCD_DIVR_Pckd(const void* op1, const void* op2, void* quotient, void* remainder, int32_t rd,
+                                int32_t qd, int32_t d2, int32_t d1) {
+    return division<Form::Pckd>("div packed remainder...", op1, op2, quotient, remainder, rd, qd, d2, d1);
+}
+KVR2_API void* _zvkcBCD_DIVR_Znd(const void* op1, const void* op2, void* quotient, void* remainder, int32_t rd,
+                                 int32_t qd, int32_t d2, int32_t d1) {
+    division<Form::TO>(nullptr, op1, op2, quotient, remainder, rd, qd, d2, d1);
+    return quotient;
+}
+KVR2_API void* _zvkcBCD_MOD_Pckd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+    division<Form::Pckd>("mod packed...", op1, op2, nullptr, dst, dd, 0, d2, d1);
+    return dst;
+}
+KVR2_API void* _zvkcBCD_MOD_Znd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+    division<Form::TO>(nullptr, op1, op2, nullptr, dst, dd, 0, d2, d1);
+    return dst;
+}
+
+}  // extern "C"

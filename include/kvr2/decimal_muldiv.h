@@ -1,0 +1,63 @@
+/*
+ * Decimal multiplication, division, remainder and scaling of packed (Pckd)
+ * and zoned items; operands as in kvr2/decimal.h.  Results are integers of
+ * digits, cut on the left to the destination without a message; a zero
+ * divisor gives message 902 and the division goes on.
+ */
+#ifndef KVR2_DECIMAL_MULDIV_H
+#define KVR2_DECIMAL_MULDIV_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#ifndef KVR2_API
+#define KVR2_API __attribute__((visibility("default")))
+#endif
+
+#define KVR2_BCD_OP(name) KVR2_API void* name(const void* op1, const void* op2, void* dst, int32_t dstDigits, \
+                                              int32_t op2Digits, int32_t op1Digits)
+
+/* op1 times op2 */
+KVR2_BCD_OP(_zvkcBCD_MPY_Pckd);
+KVR2_BCD_OP(_zvkcBCD_MPY_Znd);
+/* op1 divided by op2, truncated */
+KVR2_BCD_OP(_zvkcBCD_DIV_Pckd);
+KVR2_BCD_OP(_zvkcBCD_DIV_Znd);
+/* the remainder of op1 divided by op2, with op1's sign */
+KVR2_BCD_OP(_zvkcBCD_MOD_Pckd);
+KVR2_BCD_OP(_zvkcBCD_MOD_Znd);
+/* quotient and remainder; the packed form returns 1 when the quotient was
+   computed and 0 when the dividend's magnitude is below the divisor's */
+KVR2_API int _zvkcBCD_DIVR_Pckd(const void* op1, const void* op2, void* quotient, void* remainder,
+                                int32_t remainderDigits, int32_t quotientDigits, int32_t op2Digits,
+                                int32_t op1Digits);
+KVR2_API void* _zvkcBCD_DIVR_Znd(const void* op1, const void* op2, void* quotient, void* remainder,
+                                 int32_t remainderDigits, int32_t quotientDigits, int32_t op2Digits,
+                                 int32_t op1Digits);
+
+/* src times 10 ** shift (Left) or divided by it (Right, truncating;
+   RightRnd, half up on the magnitude) into dst of the same form */
+#define KVR2_BCD_SHFD(form)                                                                                 \
+    KVR2_API void* _zvkcBCD_SHFD_##form##_Left(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits, \
+                                               int32_t shift);                                              \
+    KVR2_API void* _zvkcBCD_SHFD_##form##_Right(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits, \
+                                                int32_t shift);                                             \
+    KVR2_API void* _zvkcBCD_SHFD_##form##_RightRnd(const void* src, void* dst, int32_t dstDigits,           \
+                                                   int32_t srcDigits, int32_t shift)
+KVR2_BCD_SHFD(Pckd);
+KVR2_BCD_SHFD(Znd);
+KVR2_BCD_SHFD(ZndLO);
+KVR2_BCD_SHFD(ZndUS);
+KVR2_BCD_SHFD(ZndTS);
+KVR2_BCD_SHFD(ZndLS);
+
+#undef KVR2_BCD_OP
+#undef KVR2_BCD_SHFD
+
+#ifdef __cplusplus
+}
+#endif
+#endif
