@@ -1,0 +1,2 @@
+// placeholder until the golden data is generated
+#include <gtest/gtest.h>
