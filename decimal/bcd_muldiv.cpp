@@ -1,12 +1,12 @@
 // Multiplication, division and remainder of packed and zoned items.
 //
 // Multiplication works on pairs of digits.  An operand is its units digit
-// u and the pairs Q to the left of it, value u + 10 Q with Q in base 100,
-// each pair read through the packed-to-value table.  Column k of the
-// product (weight 10 * 100^k) is then u1 q2[k] + u2 q1[k] + 10 * the sum of
-// q1[i] q2[j] over i + j = k, and each column plus the carry becomes one
-// packed byte through the value-to-packed table.  The item is never
-// converted to binary.
+// u and the pairs Q to the left of it, value u + 10 Q, each pair read
+// through the packed-to-value table; four pairs make a limb, so that one
+// multiplication takes four pairs of each operand.  The product above the
+// units is u1 Q2 + u2 Q1 + 10 Q1 Q2, column by column, and each pair of
+// it becomes one packed byte through the value-to-packed table.  The
+// item is never converted to binary.
 //
 // Division works in base 100 too, on the dividend and the divisor times
 // ten (the table reads a sign byte dS as 10 d).  Each round finds two
@@ -45,53 +45,109 @@ thread_local uint8_t zonedScratch[kZonedScratch];
 
 // ---- multiplication ----
 
+// An operand: its units digit u and the pairs to the left of it, four
+// pairs to a limb (base 10^8), each pair read through the packed-to-value
+// table: value u + 10 * sum l[m] 10^(8m).
+constexpr int kMaxLimbs = (kMaxPairs + 3) / 4;
 struct Pairs {
-    unsigned u;              // the units digit
-    int n;                   // pairs to the left of it
-    uint32_t q[kMaxPairs];   // q[0]: the pair next to the units
+    unsigned u;
+    int n;  // limbs
+    uint64_t l[kMaxLimbs];
 };
+
+// np pairs, pair(j) the j-th from the right, into limbs.
+template <class Pair>
+inline void limbs(Pairs& out, int np, Pair pair) {
+    out.n = (np + 3) / 4;
+    for (int m = 0; m < out.n; ++m) {
+        uint64_t v = 0;
+        for (int i = 3; i >= 0; --i) {
+            const int j = 4 * m + i;
+            v = v * 100 + (j < np ? pair(j) : 0u);
+        }
+        out.l[m] = v;
+    }
+}
 
 // p[0, b): packed bytes; the units digit is the high nibble of the last.
 void packedPairs(const uint8_t* p, int b, Pairs& out) {
     out.u = p[b - 1] >> 4;
-    out.n = b - 1;
-    for (int j = 0; j < out.n; ++j) out.q[j] = T[p[b - 2 - j]];
+    const uint8_t* q = p + b - 2;  // the pair next to the units
+    int np = b - 1, m = 0;
+    for (; np >= 4; np -= 4, q -= 4)
+        out.l[m++] = T[q[0]] + 100u * T[q[-1]] + 10000u * T[q[-2]] + 1000000ull * T[q[-3]];
+    if (np) {
+        uint64_t v = 0;
+        for (int i = np - 1; i >= 0; --i) v = v * 100 + T[q[-i]];
+        out.l[m++] = v;
+    }
+    out.n = m;
 }
 
-// z[0, n): zoned digits, each by its low nibble.
+// z[0, n): zoned digits, each by its low nibble (a pair of them may reach
+// 165 with nibbles above 9: still exact).
 void zonedPairs(const uint8_t* z, int n, Pairs& out) {
     out.u = n ? z[n - 1] & 0x0F : 0;
-    out.n = n > 1 ? n / 2 : 0;
-    for (int j = 0; j < out.n; ++j) {
+    limbs(out, n > 1 ? n / 2 : 0, [&](int j) -> unsigned {
         const int lo = n - 2 - 2 * j, hi = lo - 1;
-        out.q[j] = (hi >= 0 ? 10u * (z[hi] & 0x0F) : 0u) + (z[lo] & 0x0F);
+        return (hi >= 0 ? 10u * (z[hi] & 0x0F) : 0u) + (z[lo] & 0x0F);
+    });
+}
+
+// 0 to 9999 as two packed bytes, the first in the high half.
+struct Quad {
+    uint16_t v[10000];
+};
+constexpr Quad makeQuads() {
+    Quad q{};
+    for (int i = 0; i < 10000; ++i) {
+        const int hi = i / 100, lo = i % 100;
+        q.v[i] = static_cast<uint16_t>((((hi / 10) << 4 | hi % 10) << 8) | ((lo / 10) << 4 | lo % 10));
+    }
+    return q;
+}
+constexpr Quad kQuads = makeQuads();
+
+// The product's units digit (units(d)) and its pairs 0 to L - 1, weight
+// 10 * 100^k, four at a time as packed bytes (out(m, pairs 4m and 4m + 1,
+// pairs 4m + 2 and 4m + 3)); what lies beyond is dropped.  Limb
+// m of the product above the units is u1 l2[m] + u2 l1[m] + 10 * the sum
+// of l1[i] l2[j] over i + j = m, plus the carry: below 2^64 for every
+// operand this routine takes.
+template <class Units, class Out>
+inline void product(const Pairs& a, const Pairs& b, int L, Units&& units, Out&& out) {
+    constexpr uint64_t kBase = 100000000;
+    const unsigned uv = a.u * b.u;
+    units(uv % 10);
+    uint64_t carry = uv / 10;
+    const int top = a.n + b.n;
+    for (int m = 0; 4 * m < L; ++m) {
+        uint64_t s = carry;
+        if (m < top) {
+            if (m < b.n) s += a.u * b.l[m];
+            if (m < a.n) s += b.u * a.l[m];
+            const int lo = m - b.n + 1 > 0 ? m - b.n + 1 : 0;
+            const int hi = m < a.n - 1 ? m : a.n - 1;
+            uint64_t c = 0;
+            for (int i = lo; i <= hi; ++i) c += a.l[i] * b.l[m - i];
+            s += 10 * c;
+        }
+        const uint64_t limb = s % kBase;
+        carry = s / kBase;
+        out(m, kQuads.v[limb % 10000], kQuads.v[limb / 10000]);
     }
 }
 
-// The product's units digit (out(-1, d)) and its columns 0 to L - 1
-// (out(k, 0..99)); what lies beyond is dropped.
-template <class Out>
-inline void product(const Pairs& a, const Pairs& b, int L, Out&& out) {
-    const unsigned uv = a.u * b.u;
-    out(-1, uv % 10);
-    uint32_t carry = uv / 10;
-    uint32_t rb[kMaxPairs];  // b's pairs from the left, so both run forward
-    for (int m = 0; m < b.n; ++m) rb[m] = b.q[b.n - 1 - m];
-    const int top = a.n + b.n;
-    for (int k = 0; k < L; ++k) {
-        uint32_t s = carry;
-        if (k < top) {
-            if (k < b.n) s += a.u * b.q[k];
-            if (k < a.n) s += b.u * a.q[k];
-            const int lo = k - b.n + 1 > 0 ? k - b.n + 1 : 0;
-            const int hi = k < a.n - 1 ? k : a.n - 1;
-            const int off = b.n - 1 - k;
-            uint32_t c = 0;
-            for (int j = lo; j <= hi; ++j) c += a.q[j] * rb[j + off];
-            s += 10 * c;
-        }
-        out(k, s % 100);
-        carry = s / 100;
+// The product's pairs into packed bytes ending at e (the byte left of the
+// units), L of them at most.
+inline void storeQuads(uint8_t* e, int L, int m, uint16_t lo, uint16_t hi) {
+    const int k = 4 * m;  // pairs k .. k + 3 go to e[-k] .. e[-k - 3]
+    uint8_t b[4] = {static_cast<uint8_t>(lo), static_cast<uint8_t>(lo >> 8), static_cast<uint8_t>(hi),
+                    static_cast<uint8_t>(hi >> 8)};
+    if (L - k >= 4) {
+        e[-k] = b[0], e[-k - 1] = b[1], e[-k - 2] = b[2], e[-k - 3] = b[3];
+    } else {
+        for (int i = 0; i < L - k; ++i) e[-k - i] = b[i];
     }
 }
 
@@ -101,18 +157,17 @@ inline int significantDigits(const uint8_t* p, int b) { return (b == 1 || (p[0] 
 
 using u128 = unsigned __int128;
 constexpr u128 everyByte(unsigned v) { return ~u128(0) / 255 * v; }
-constexpr u128 k28 = everyByte(28), k80 = everyByte(0x80);
+constexpr u128 k80 = everyByte(0x80);
 
-// Base 100 in the bytes of a word.  Addition: a byte of 100 or more (it
-// reaches 128 with 28 added) gives 100 back and carries one into the byte
-// above, until no byte does.
+// Base 100 in the bytes of a word.  Addition: with 156 added to every
+// byte of one operand, a byte pair that reaches 100 carries out of its
+// byte in the binary sum, and the carry runs on through bytes of 99 by
+// itself; the bytes that did not carry out take their 156 back.
+constexpr u128 k156 = everyByte(156);
 inline u128 add100(u128 x, u128 y) {
-    u128 s = x + y;
-    for (u128 c; (c = (s + k28) & k80) != 0;) {
-        c >>= 7;
-        s = s - c * 100 + (c << 8);
-    }
-    return s;
+    const u128 b = y + k156, z = x + b;
+    const u128 carried = ((x & b) | ((x | b) & ~z)) & k80;
+    return z - ((~carried & k80) >> 7) * 156;
 }
 // Subtraction of a smaller or equal value: a byte that borrowed wrapped
 // to 156 or more (bit 7 set), and takes 156 less to read as +100.
@@ -145,14 +200,27 @@ void divideWide(const uint8_t* A, int n, const uint8_t* B, int k, uint8_t* q, ui
     M[1] = loadLeft<u128>(row, L);
     S[1] = loadLeft<u128>(row10, L);
     for (int j = 2; j <= 9; ++j) M[j] = add100(M[j - 1], M[1]), S[j] = add100(S[j - 1], S[1]);
+    // The rows rise, so the count of rows at most the window is the
+    // greatest of them.  Consecutive rows differ within their first eight
+    // bytes, so counting by those bytes alone can only be one too many,
+    // where a row ties the window there and exceeds it behind.
+    uint64_t hiM[10], hiS[10];
+    for (int j = 0; j <= 9; ++j) hiM[j] = uint64_t(M[j] >> 64), hiS[j] = uint64_t(S[j] >> 64);
+    auto greatest = [](const u128* rows, const uint64_t* hi, u128 w) {
+        const uint64_t wh = uint64_t(w >> 64);
+        int j = 0;
+#pragma GCC unroll 9
+        for (int i = 1; i <= 9; ++i) j += hi[i] <= wh;
+        if (hi[j] == wh && rows[j] > w) [[unlikely]]
+            --j;
+        return j;
+    };
     u128 w = loadLeft<u128>(A, L);
     for (int r = 0; r < n - k; ++r) {
         if (r) w = (w << 8) | (u128(A[r + k]) << shift);
-        int t = 0;
-        for (int j = 1; j <= 9; ++j) t += S[j] <= w;
+        const int t = greatest(S, hiS, w);
         w = sub100(w, S[t]);
-        int o = 0;
-        for (int j = 1; j <= 9; ++j) o += M[j] <= w;
+        const int o = greatest(M, hiM, w);
         w = sub100(w, M[o]);
         q[2 * r] = static_cast<uint8_t>(t);
         q[2 * r + 1] = static_cast<uint8_t>(o);
@@ -252,10 +320,9 @@ int zvkBcdMulPacked(const void* op1, int32_t op1Digits, const void* op2, int32_t
         W = db < kPackedScratch ? db : kPackedScratch;
         work = packedScratch + kPackedScratch - W;
     }
-    product(a, b, W - 1, [&](int k, unsigned v) {
-        if (k < 0) work[W - 1] = static_cast<uint8_t>(v << 4);
-        else work[W - 2 - k] = P[v];
-    });
+    product(
+        a, b, W - 1, [&](unsigned u) { work[W - 1] = static_cast<uint8_t>(u << 4); },
+        [&](int m, uint16_t lo, uint16_t hi) { storeQuads(work + W - 2, W - 1, m, lo, hi); });
     if (work != d) {
         memset(d, 0, db - W);
         memcpy(d + db - W, work, W);
@@ -289,15 +356,17 @@ int zvkBcdMulZoned(const void* op1, int32_t op1Digits, const void* op2, int32_t 
         W = dn < kZonedScratch ? dn : kZonedScratch;
         work = zonedScratch + kZonedScratch - W;
     }
-    product(a, b, W / 2, [&](int k, unsigned v) {
-        if (k < 0) {
-            work[W - 1] = static_cast<uint8_t>(0x30 | v);
-            return;
-        }
-        const int lo = W - 2 - 2 * k;
-        work[lo] = static_cast<uint8_t>(0x30 | (v % 10));
-        if (lo > 0) work[lo - 1] = static_cast<uint8_t>(0x30 | (v / 10));
-    });
+    product(
+        a, b, W / 2, [&](unsigned u) { work[W - 1] = static_cast<uint8_t>(0x30 | u); },
+        [&](int m, uint16_t lo, uint16_t hi) {
+            // four packed bytes, eight digits, from the right
+            const uint32_t v = uint32_t(hi) << 16 | lo;
+            for (int i = 0; i < 8; ++i) {
+                const int at = W - 2 - 8 * m - i;
+                if (at < 0) break;
+                work[at] = static_cast<uint8_t>(0x30 | ((v >> (4 * i)) & 0x0F));
+            }
+        });
     if (work != d) {
         memset(d, '0', dn - W);
         memcpy(d + dn - W, work, W);
