@@ -131,18 +131,5 @@ template <int N>
 #undef KVR2_CMP
     return -2;
 }
-[[gnu::always_inline]] inline int compareSameShape(const uint8_t* a, const uint8_t* b, int n) {
-    switch (n) {
-        case 1: return compareWhole<1>(a, b);
-        case 2: return compareWhole<2>(a, b);
-        case 3: return compareWhole<3>(a, b);
-        case 4: return compareWhole<4>(a, b);
-        case 5: return compareWhole<5>(a, b);
-        case 6: return compareWhole<6>(a, b);
-        case 7: return compareWhole<7>(a, b);
-        case 8: return compareWhole<8>(a, b);
-    }
-    return compareSameShapeLong(a, b, n);
-}
 
 }  // namespace bcd
