@@ -15,6 +15,7 @@
 #include "kvr2/storage.h"
 #include "kvr2/codepage.h"
 #include "kvr2/console.h"
+#include "kvr2/decimal.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -1,0 +1,114 @@
+// The COBOL_BCD_* environment, the debug dumps and the message route of
+// decimal arithmetic, each case in a process of its own.
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+
+#include "scenario.h"
+
+using scenario::Options;
+using scenario::Result;
+
+namespace {
+
+const char* kVars[] = {"COBOL_BCD_NOVALIDATE", "COBOL_BCD_SAFE", "COBOL_BCD_FAST", "COBOL_BCD_DEBUG",
+                       "COBOL_BCD_EBCDIC"};
+
+Result run(const std::string& what, std::map<std::string, std::string> env) {
+    Options o;
+    for (const char* v : kVars) o.env[v] = std::nullopt;
+    for (auto& [k, v] : env) o.env[k] = v;
+    return scenario::run(scenario::binDir() + "/decimal_scenarios", {what}, o);
+}
+
+// The steps whose section of stderr holds a message line, and the
+// key=value lines of stdout.
+struct Probe {
+    std::set<std::string> reported;
+    std::map<std::string, std::string> out;
+};
+Probe probe(std::map<std::string, std::string> env) {
+    Result r = run("probe", env);
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    Probe p;
+    std::string step;
+    for (auto& l : scenario::lines(r.err)) {
+        if (l.rfind("--", 0) == 0) step = l.substr(2);
+        else if (l.rfind("ZVK903W", 0) == 0) p.reported.insert(step);
+    }
+    for (auto& l : scenario::lines(r.out)) {
+        auto eq = l.find('=');
+        if (eq != std::string::npos) p.out[l.substr(0, eq)] = l.substr(eq + 1);
+    }
+    return p;
+}
+using Set = std::set<std::string>;
+
+TEST(DecimalEnvironment, NothingSetValidatesArithmeticOnly) {
+    Probe p = probe({});
+    EXPECT_EQ(p.reported, Set({"add"}));
+    EXPECT_EQ(p.out["add"], "1a3c") << "the computation goes on with the bad operand";
+    EXPECT_EQ(p.out["us"], "313231");
+    EXPECT_EQ(p.out["negzero"], "000c");
+    EXPECT_EQ(p.out["letter"], "313273");
+}
+
+TEST(DecimalEnvironment, SafeValidatesEverythingAndCleansUnsigned) {
+    Probe p = probe({{"COBOL_BCD_SAFE", "1"}});
+    EXPECT_EQ(p.reported, Set({"add", "equ", "cpy"}));
+    EXPECT_EQ(p.out["us"], "313231");
+}
+
+TEST(DecimalEnvironment, FastAfterSafeUndoesItsValidationButNotArithmetics) {
+    Probe p = probe({{"COBOL_BCD_SAFE", "1"}, {"COBOL_BCD_FAST", "1"}});
+    EXPECT_EQ(p.reported, Set({"add"}));
+    EXPECT_EQ(p.out["us"], "31324a");  // 0x008: the last byte raw
+}
+
+TEST(DecimalEnvironment, NovalidateSetsBitsByNumber) {
+    EXPECT_EQ(probe({{"COBOL_BCD_NOVALIDATE", "1"}}).reported, Set());
+    Probe hex41 = probe({{"COBOL_BCD_NOVALIDATE", "0x41"}});
+    EXPECT_EQ(hex41.reported, Set({"equ"}));
+    Probe octal = probe({{"COBOL_BCD_NOVALIDATE", "010"}});  // base 0: octal 8
+    EXPECT_EQ(octal.reported, Set({"add"}));
+    EXPECT_EQ(octal.out["us"], "31324a");
+    EXPECT_EQ(probe({{"COBOL_BCD_NOVALIDATE", "2"}}).out["negzero"], "000d");
+    EXPECT_EQ(probe({{"COBOL_BCD_NOVALIDATE", ""}}).reported, Set({"add"}));  // empty: not set
+    EXPECT_EQ(probe({{"COBOL_BCD_NOVALIDATE", "0x180"}}).out["letter"], "31324c");  // low eight bits only
+}
+
+TEST(DecimalEnvironment, EbcdicWritesLetters) {
+    Probe p = probe({{"COBOL_BCD_EBCDIC", "yes"}});
+    EXPECT_EQ(p.out["letter"], "31324c");  // "12L": -123
+    EXPECT_EQ(p.reported, Set({"add"}));
+}
+
+TEST(DecimalEnvironment, ReadOnceAtTheFirstCall) {
+    Result r = run("reread", {});
+    EXPECT_NE(r.err.find("--add\nZVK903W"), std::string::npos) << r.err;
+}
+
+TEST(DecimalEnvironment, DebugDumps) {
+    Result r = run("dump", {{"COBOL_BCD_DEBUG", "1"}});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    char a[32], b[32], d[32], zo[32];
+    ASSERT_EQ(sscanf(r.out.c_str(), "a=%31s b=%31s d=%31s zo=%31s", a, b, d, zo), 4);
+    const std::string A = a, B = b, D = d, Z = zo;
+    const std::string expected =
+        "add packed...\n"
+        "op1: " + A + " 4: 01234c\n"
+        "op2: " + B + " 3: 567d\n"
+        "dst: " + D + " 5: 00667c\n"
+        "les packed...\n"
+        "op1: " + A + " 4: 01234c\n"
+        "op2: " + B + " 3: 567d\n"
+        "res: 0\n"
+        "packed to zonedto ...\n"
+        "in:  " + B + " 3 567d\n"
+        "out: " + Z + " 5 3030353677\n";
+    EXPECT_EQ(r.err, expected);
+}
+
+}  // namespace
