@@ -26,10 +26,10 @@ inline T ld(const void* base, size_t off) {
 inline int sign3(int v) { return (v > 0) - (v < 0); }
 
 // ---- numeric DISPLAY images ----
-// The image of a zoned or national numeric value is one byte per digit,
-// right aligned in the image's length behind zero digits; a negative value
-// other than zero has every byte complemented, so that it sorts below the
-// positives and a greater magnitude sorts lower.
+// The image of a zoned or national numeric value is one byte per digit in
+// zone 0xF (0xF0 | digit), right aligned in the image's length behind zero
+// digits; a negative value other than zero has every byte complemented, so
+// that it sorts below the positives and a greater magnitude sorts lower.
 
 struct DigitTables {
     uint8_t digit[256];
@@ -94,7 +94,7 @@ bool numericImage(const NumericForm& nf, const uint8_t* p, uint64_t n, SignAt sa
     const uint8_t* d = p;   // first digit unit
     uint64_t nd = units;
     if (units == 0) {
-        memset(out, 0, len);
+        memset(out, 0xF0, len);
         return true;
     }
     const uint8_t* first = p;
@@ -137,30 +137,30 @@ bool numericImage(const NumericForm& nf, const uint8_t* p, uint64_t n, SignAt sa
         --nd;
     }
     uint32_t pad = static_cast<uint32_t>(len - nd);
-    memset(out, 0, pad);
+    memset(out, 0xF0, pad);
     uint8_t* o = out + pad;
     uint8_t any = 0;
     if (u == 1 && nd > 2) {
         // The end bytes may carry a sign in their zone; the digits between
         // are taken by their low nibble, sixteen at a time.
-        o[0] = nf.tables->digit[d[0]];
+        o[0] = 0xF0 | nf.tables->digit[d[0]];
         uint64_t i = 1;
         for (; i + 16 < nd; i += 16) {
             uint64_t w0, w1;
             memcpy(&w0, d + i, 8);
             memcpy(&w1, d + i + 8, 8);
-            w0 &= 0x0F0F0F0F0F0F0F0Full;
-            w1 &= 0x0F0F0F0F0F0F0F0Full;
+            w0 = (w0 & 0x0F0F0F0F0F0F0F0Full) | 0xF0F0F0F0F0F0F0F0ull;
+            w1 = (w1 & 0x0F0F0F0F0F0F0F0Full) | 0xF0F0F0F0F0F0F0F0ull;
             memcpy(o + i, &w0, 8);
             memcpy(o + i + 8, &w1, 8);
         }
-        for (; i + 1 < nd; ++i) o[i] = d[i] & 0x0F;
-        o[nd - 1] = nf.tables->digit[d[nd - 1]];
+        for (; i + 1 < nd; ++i) o[i] = 0xF0 | (d[i] & 0x0F);
+        o[nd - 1] = 0xF0 | nf.tables->digit[d[nd - 1]];
     } else {
-        for (uint64_t i = 0; i < nd; ++i) o[i] = unitDigit(nf, d + i * u);
+        for (uint64_t i = 0; i < nd; ++i) o[i] = 0xF0 | unitDigit(nf, d + i * u);
     }
     if (negative) {
-        for (uint64_t i = 0; i < nd; ++i) any |= o[i];
+        for (uint64_t i = 0; i < nd; ++i) any |= o[i] & 0x0F;
         // A negative zero is zero.
         if (any)
             for (uint32_t i = 0; i < len; ++i) out[i] = static_cast<uint8_t>(~out[i]);
@@ -169,18 +169,22 @@ bool numericImage(const NumericForm& nf, const uint8_t* p, uint64_t n, SignAt sa
 }
 
 // ---- packed ----
-// The bytes with the sign nibble cleared; a negative value other than zero
-// complemented.
+// A sign byte 0xFF, then the bytes with
+// the sign nibble cleared; the whole complemented for a negative value other
+// than zero, whose sign byte becomes 0x00 and sorts below the positives.
+// The image is len + 1 bytes.
 inline bool packedNegative(uint8_t last) { return (last & 0x0F) == 0x0B || (last & 0x0F) == 0x0D; }
 
 void packedImage(const uint8_t* p, uint32_t len, uint8_t* out) {
-    memcpy(out, p, len);
-    bool negative = packedNegative(out[len - 1]);
-    out[len - 1] &= 0xF0;
+    out[0] = 0xFF;
+    memcpy(out + 1, p, len);
+    bool negative = packedNegative(out[len]);
+    out[len] &= 0xF0;
     if (!negative) return;
     uint8_t any = 0;
-    for (uint32_t i = 0; i < len; ++i) any |= out[i];
+    for (uint32_t i = 1; i <= len; ++i) any |= out[i];
     if (!any) return;
+    ++len;
     uint32_t i = 0;
     for (; i + 8 <= len; i += 8) {
         uint64_t w;
@@ -371,7 +375,9 @@ bool prepare(Plan& pl, uint8_t type, const uint8_t* a, uint64_t alen, uint8_t fo
             const bool highFirst = type & 1;
             const bool isSigned = type < 66;
             pl.highFirst = highFirst;
-            if (len == 0 || alen == 0) return false;
+            // An integer argument is at most a few bytes; one past the image
+            // area is no integer compiled code can hand over.
+            if (len == 0 || alen == 0 || alen > 255) return false;
             uint8_t be[256];
             toBigEndian(a, static_cast<uint32_t>(alen), highFirst, be);
             // The high-order excess of a longer argument must be the
@@ -443,7 +449,7 @@ inline int compareKey(const Plan& pl, const uint8_t* key, uint8_t* work) {
             return memcmp(work, pl.image, pl.imageLength);
         case Kind::Packed:
             packedImage(key, pl.length, work);
-            return memcmp(work, pl.image, pl.length);
+            return memcmp(work, pl.image, pl.length + 1);
         case Kind::National: {
             uint32_t i = 0;
             for (; i + 16 <= pl.imageLength; i += 16)
@@ -505,10 +511,10 @@ KVR2_API int64_t _zvkcSrchAll(const SearchHeader* header, uint8_t* table, int64_
     for (int32_t k = 0; k < used; ++k) {
         uint32_t len = ld<uint32_t>(h, 8 + 16 * static_cast<size_t>(k) + 4);
         if (len > 255) len = 255;
-        need += sizeof(Plan) + ((len + 15) & ~15u);
+        need += sizeof(Plan) + ((len + 16) & ~15u);
         if (len > longest) longest = len;
     }
-    need += (longest + 15) & ~15u;
+    need += (longest + 16) & ~15u;
     alignas(16) uint8_t stackArea[kStackImages];
     uint8_t* area = stackArea;
     if (need > sizeof stackArea) {
@@ -527,7 +533,7 @@ KVR2_API int64_t _zvkcSrchAll(const SearchHeader* header, uint8_t* table, int64_
         if (pl.length > 255) pl.length = 255;
         pl.offset = ld<uint64_t>(key, 8);
         uint8_t* img = images;
-        images += (pl.length + 15) & ~15u;
+        images += (pl.length + 16) & ~15u;
         const uint8_t* value = ld<const uint8_t*>(arguments, 16 * static_cast<size_t>(k));
         uint64_t alen = ld<uint64_t>(lengths, 8 * static_cast<size_t>(k));
         uint8_t t = type & 0x7F;
