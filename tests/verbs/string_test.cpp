@@ -265,3 +265,299 @@ TEST(StringGolden, AgreesWithGnuCobolOnEveryAlphanumericCase) {
 }
 
 }  // namespace
+
+namespace {
+
+// ---- STRING by hand ----
+TEST(StringVerb, SourcesDelimitersAndThePointer) {
+    StringStmt s;
+    s.target.assign(12, '.');
+    s.groups = {{b(","), false, {b("AB,CD"), b("EF")}}, {{}, true, {b("GH")}}};
+    EXPECT_EQ(s.run(), 1u);
+    EXPECT_EQ(str(s.target), "ABEFGH......");
+    EXPECT_EQ(s.pointer, 7u);   // written without the POINTER phrase too
+    // A delimiter longer than the source sends the whole source; a
+    // delimiter at the source's start sends nothing.
+    StringStmt t;
+    t.target.assign(6, '.');
+    t.groups = {{b("XYZW"), false, {b("XYZ")}}, {b("Q"), false, {b("QRS")}}};
+    t.run();
+    EXPECT_EQ(str(t.target), "XYZ...");
+    // No groups: only the pointer is stored.
+    StringStmt none;
+    none.target.assign(4, '.');
+    none.flags = ZVK_STRING_POINTER;
+    none.pointer = 3;
+    EXPECT_EQ(none.run(), 1u);
+    EXPECT_EQ(none.pointer, 3u);
+    EXPECT_EQ(str(none.target), "....");
+}
+
+TEST(StringVerb, OverflowAtEachPoint) {
+    // The receiver fills exactly: no overflow; one more byte anywhere: overflow.
+    for (size_t cut = 0; cut <= 9; ++cut) {
+        StringStmt s;
+        s.target.assign(cut, '.');
+        s.flags = ZVK_STRING_POINTER;
+        s.groups = {{{}, true, {b("ABC"), b(""), b("DEF")}}, {b("|"), false, {b("GHI|JK")}}};
+        uint32_t ov = s.run();
+        EXPECT_EQ(ov, cut < 9 ? 2u : 1u) << cut;
+        EXPECT_EQ(str(s.target), std::string("ABCDEFGHI").substr(0, cut));
+        EXPECT_EQ(s.pointer, cut + 1);   // targetLength + 1 after an overflow
+    }
+    // An overflow word of 0 (no ON OVERFLOW) is left at 0.
+    StringStmt s;
+    s.target.assign(2, '.');
+    s.groups = {{{}, true, {b("ABC")}}};
+    EXPECT_EQ(s.run(0), 0u);
+    // Pointer out of range: nothing sent, pointer kept, overflow.
+    for (uint64_t p : {0ull, 4ull, 100ull}) {
+        StringStmt o;
+        o.target.assign(2, '.');
+        o.flags = ZVK_STRING_POINTER;
+        o.pointer = p;
+        o.groups = {{{}, true, {b("A")}}};
+        EXPECT_EQ(o.run(), 2u) << p;
+        EXPECT_EQ(o.pointer, p);
+        EXPECT_EQ(str(o.target), "..");
+    }
+    StringStmt last;   // one past the end: room 0, a non-empty source overflows
+    last.target.assign(2, '.');
+    last.flags = ZVK_STRING_POINTER;
+    last.pointer = 3;
+    last.groups = {{{}, true, {b("")}}};
+    EXPECT_EQ(last.run(), 1u);
+    last.groups = {{{}, true, {b("A")}}};
+    EXPECT_EQ(last.run(), 2u);
+}
+
+uint8_t gWeights[256];
+AlphabetRecord gAlphabet;
+
+// An alphabet under which upper and lower case weigh the same.
+const uint64_t* caseBlindAlphabet() {
+    for (int i = 0; i < 256; ++i) gWeights[i] = static_cast<uint8_t>((i >= 'a' && i <= 'z') ? i - 32 : i);
+    memset(&gAlphabet, 0, sizeof gAlphabet);
+    gAlphabet.collatingWeights = gWeights;
+    return reinterpret_cast<const uint64_t*>(&gAlphabet);
+}
+
+TEST(StringVerb, DelimiterUnderTheCollatingTable) {
+    StringStmt s;
+    s.target.assign(8, '.');
+    s.flags = ZVK_STRING_COLLATE;
+    s.groups = {{b("xY"), false, {b("abXycd"), b("QXY")}}};
+    s.run(1, caseBlindAlphabet());
+    EXPECT_EQ(str(s.target), "abQ.....");
+    // Without the flag the table is not used.
+    StringStmt plain = s;
+    plain.flags = 0;
+    plain.target.assign(8, '.');
+    plain.run(1, caseBlindAlphabet());
+    EXPECT_EQ(str(plain.target), "abXycdQX");
+    // The delimiter at the very end of the source is found.
+    StringStmt end;
+    end.target.assign(8, '.');
+    end.flags = ZVK_STRING_COLLATE;
+    end.groups = {{b("Yz"), false, {b("abcyZ")}}};
+    end.run(1, caseBlindAlphabet());
+    EXPECT_EQ(str(end.target), "abc.....");
+}
+
+Bytes nat(const std::string& s) {
+    Bytes v;
+    for (char c : s) {
+        v.push_back(static_cast<uint8_t>(c));
+        v.push_back(0);
+    }
+    return v;
+}
+
+TEST(StringVerb, NationalCharactersAndThePointerInCharacters) {
+    StringStmt s;
+    s.target.assign(10, '.');
+    s.flags = ZVK_STRING_NATIONAL | ZVK_STRING_POINTER;
+    s.pointer = 2;
+    // The delimiter "B" (42 00) must be found on a unit boundary only: the
+    // source 41 42 | 00 42 | 00 ... holds the bytes 42 00 across units.
+    Bytes src = {0x41, 0x42, 0x00, 0x42, 0x00, 0x43};
+    s.groups = {{nat("B"), false, {src}}, {{}, true, {nat("Z")}}};
+    EXPECT_EQ(s.run(), 1u);
+    EXPECT_EQ(s.target, (Bytes{'.', '.', 0x41, 0x42, 0x00, 0x42, 0x00, 0x43, 'Z', 0}));
+    EXPECT_EQ(s.pointer, 6u);
+    StringStmt o = s;
+    o.target.assign(6, '.');
+    o.pointer = 2;
+    EXPECT_EQ(o.run(), 2u);
+    EXPECT_EQ(o.pointer, 4u);   // (6 + 2) / 2
+}
+
+// ---- UNSTRING by hand ----
+TEST(UnstringVerb, AllDelimiterInCountInTallying) {
+    UnstringStmt u;
+    u.source = b("ABABXcdAB");
+    u.delims = {{b("AB"), true}};
+    u.flags = ZVK_UNSTRING_TALLYING | ZVK_UNSTRING_POINTER;
+    u.tally = 10;
+    Receiver r1 = alnum(3), r2 = alnum(3), r3 = alnum(3);
+    r1.hasDelimIn = true;
+    r1.delimIn.assign(3, '#');
+    r2.hasDelimIn = true;
+    r2.delimIn.assign(1, '#');
+    r2.delimInKind = ZVK_TARGET_JUSTIFIED;
+    u.targets = {r1, r2, r3};
+    EXPECT_EQ(u.run(), 1u);
+    EXPECT_EQ(str(u.targets[0].item), "   ");   // an empty field before ALL "AB"
+    EXPECT_EQ(str(u.targets[0].delimIn), "AB ");
+    EXPECT_EQ(u.targets[0].count, 0u);
+    EXPECT_EQ(str(u.targets[1].item), "Xcd");
+    EXPECT_EQ(str(u.targets[1].delimIn), "B");    // justified right keeps the rightmost
+    EXPECT_EQ(u.targets[1].count, 3u);
+    // The delimiter at the very end leaves the third target untouched.
+    EXPECT_EQ(str(u.targets[2].item), "###");
+    EXPECT_EQ(u.targets[2].count, 9999u);
+    EXPECT_EQ(u.tally, 12u);   // targets served, not delimiters
+    EXPECT_EQ(u.pointer, 10u);
+}
+
+TEST(UnstringVerb, OverflowNoTargetsAndEmptySource) {
+    UnstringStmt u;
+    u.source = b("A,B,C");
+    u.delims = {{b(","), false}};
+    u.targets = {alnum(2), alnum(2)};
+    EXPECT_EQ(u.run(), 2u);   // targets ran out with "C" left
+    EXPECT_EQ(str(u.targets[1].item), "B ");
+    UnstringStmt none;
+    none.source = b("A");
+    EXPECT_EQ(none.run(), 2u);
+    none.source.clear();
+    EXPECT_EQ(none.run(), 1u);
+    UnstringStmt empty;
+    empty.targets = {alnum(2)};
+    EXPECT_EQ(empty.run(), 1u);
+    EXPECT_EQ(str(empty.targets[0].item), "##");
+    // Pointer out of range: overflow, nothing changed.
+    for (uint64_t p : {0ull, 7ull}) {
+        UnstringStmt o;
+        o.source = b("A,B,C");
+        o.flags = ZVK_UNSTRING_POINTER | ZVK_UNSTRING_TALLYING;
+        o.pointer = p;
+        o.tally = 4;
+        o.targets = {alnum(2)};
+        EXPECT_EQ(o.run(), 2u);
+        EXPECT_EQ(o.pointer, p);
+        EXPECT_EQ(o.tally, 4u);
+        EXPECT_EQ(str(o.targets[0].item), "##");
+    }
+    // A delimiter that does not fit the rest of the source is not there.
+    UnstringStmt fit;
+    fit.source = b("ABC,");
+    fit.delims = {{b(",,"), false}};
+    fit.targets = {alnum(5)};
+    EXPECT_EQ(fit.run(), 1u);
+    EXPECT_EQ(str(fit.targets[0].item), "ABC, ");
+    // Without delimiters the pieces are as long as the receivers.
+    UnstringStmt size;
+    size.source = b("ABCDEFGH");
+    size.targets = {alnum(3), alnum(3), alnum(3)};
+    size.run();
+    EXPECT_EQ(str(size.targets[0].item) + str(size.targets[1].item) + str(size.targets[2].item), "ABCDEFGH ");
+}
+
+TEST(UnstringVerb, NumericReceivers) {
+    // 9(4) with a separate trailing sign: the last 4 bytes of "-12345",
+    // the "-" going in with the digits, and "+" always.
+    UnstringStmt u;
+    u.source = b("-12345,7,,");
+    u.delims = {{b(","), false}};
+    Receiver sep = alnum(5, ZVK_TARGET_NUMERIC | ZVK_TARGET_SEPARATE_SIGN);
+    sep.integer = 4;
+    Receiver lead = alnum(6, ZVK_TARGET_NUMERIC | ZVK_TARGET_SEPARATE_SIGN | ZVK_TARGET_SIGN_LEADS);
+    lead.integer = 3;   // S9(3)V99 SIGN LEADING SEPARATE
+    Receiver empty = alnum(3, ZVK_TARGET_NUMERIC);
+    empty.integer = 3;
+    u.targets = {sep, lead, empty};
+    u.run();
+    EXPECT_EQ(str(u.targets[0].item), "2345+");
+    EXPECT_EQ(str(u.targets[1].item), "+00700");
+    EXPECT_EQ(str(u.targets[2].item), "000");
+    EXPECT_EQ(u.targets[0].count, 6u);
+    EXPECT_EQ(u.targets[2].count, 0u);
+    // Without delimiters a numeric field is as long as its integer digits.
+    UnstringStmt n;
+    n.source = b("123456");
+    Receiver r = alnum(4, ZVK_TARGET_NUMERIC);
+    r.integer = 2;
+    n.targets = {r, alnum(4)};
+    n.run();
+    EXPECT_EQ(str(n.targets[0].item), "1200");
+    EXPECT_EQ(str(n.targets[1].item), "3456");
+    // National numeric with a separate leading sign.
+    UnstringStmt nn;
+    nn.flags = ZVK_UNSTRING_NATIONAL;
+    nn.source = nat("12;3");
+    nn.delims = {{nat(";"), false}};
+    Receiver nr = alnum(8, ZVK_TARGET_NATIONAL_NUMERIC | ZVK_TARGET_SEPARATE_SIGN | ZVK_TARGET_SIGN_LEADS);
+    nr.integer = 6;
+    nn.targets = {nr};
+    nn.run();
+    EXPECT_EQ(nn.targets[0].item, nat("+012"));
+}
+
+TEST(UnstringVerb, NationalAndDbcsSources) {
+    UnstringStmt u;
+    u.flags = ZVK_UNSTRING_NATIONAL | ZVK_UNSTRING_POINTER | ZVK_UNSTRING_TALLYING;
+    u.pointer = 2;
+    u.source = nat("xAB,CDE");
+    u.delims = {{nat(","), false}};
+    Receiver r1 = alnum(6), r2 = alnum(4, ZVK_TARGET_JUSTIFIED);
+    r1.hasDelimIn = true;
+    r1.delimIn.assign(4, '#');
+    u.targets = {r1, r2};
+    u.run();
+    EXPECT_EQ(u.targets[0].item, nat("AB "));      // the blank is 20 00
+    EXPECT_EQ(u.targets[0].delimIn, nat(", "));
+    EXPECT_EQ(u.targets[0].count, 2u);
+    EXPECT_EQ(u.targets[1].item, nat("DE"));      // justified: the last units
+    EXPECT_EQ(u.targets[1].count, 3u);
+    EXPECT_EQ(u.pointer, 8u);
+    EXPECT_EQ(u.tally, 2u);
+    // DBCS: the blank of the code page's row, pairs as units.
+    UnstringStmt d;
+    d.flags = ZVK_UNSTRING_DBCS | ZVK_UNSTRING_POINTER;
+    d.source = {0x42, 0xC1, 0x42, 0xC2, 0x40, 0x40, 0x42, 0xC3};
+    d.delims = {{{0x40, 0x40}, false}};
+    d.targets = {alnum(6), alnum(2)};
+    d.run();
+    // The C locale chooses the EN_US row, whose DBCS blank is 0x20 0x20.
+    EXPECT_EQ(d.targets[0].item, (Bytes{0x42, 0xC1, 0x42, 0xC2, 0x20, 0x20}));
+    EXPECT_EQ(d.targets[1].item, (Bytes{0x42, 0xC3}));
+    EXPECT_EQ(d.pointer, 5u);
+}
+
+TEST(UnstringVerb, DelimitersUnderTheCollatingTable) {
+    UnstringStmt u;
+    u.flags = ZVK_UNSTRING_COLLATE;
+    u.source = b("abXYcdxyef");
+    u.delims = {{b("xy"), false}, {b("E"), false}};
+    Receiver r = alnum(4);
+    r.hasDelimIn = true;
+    r.delimIn.assign(2, '#');
+    u.targets = {r, alnum(4), alnum(4)};
+    u.run(1, caseBlindAlphabet());
+    EXPECT_EQ(str(u.targets[0].item), "ab  ");
+    EXPECT_EQ(str(u.targets[0].delimIn), "XY");   // the text of the occurrence
+    EXPECT_EQ(str(u.targets[1].item), "cd  ");
+    EXPECT_EQ(str(u.targets[2].item), "    ");   // "e" equals "E" under the table
+    // More delimiters than the first-byte array holds.
+    UnstringStmt many;
+    many.source = b("a1b2c");
+    for (int i = 0; i < 300; ++i) many.delims.push_back({Bytes{static_cast<uint8_t>(i % 2 ? 0x7F : 0x7E), 0}, false});
+    many.delims.push_back({b("2"), false});
+    many.targets = {alnum(4), alnum(4)};
+    many.run();
+    EXPECT_EQ(str(many.targets[0].item), "a1b ");
+    EXPECT_EQ(str(many.targets[1].item), "c   ");
+}
+
+}  // namespace
