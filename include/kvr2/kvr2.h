@@ -10,6 +10,9 @@
 #include "kvr2/classcmp.h"
 #include "kvr2/unstring.h"
 #include "kvr2/search.h"
+#include "kvr2/edit.h"
+#include "kvr2/inspect.h"
+#include "kvr2/intrinsics.h"
 
 #ifdef __cplusplus
 extern "C" {
