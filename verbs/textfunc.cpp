@@ -66,7 +66,7 @@ int64_t trim(int64_t sourceLength, const uint8_t* source, int64_t setLength, con
             while (end > begin && s.has(source + (end - 1) * unit)) --end;
     }
     uint64_t kept = (end - begin) * unit;
-    memmove(dst, source + begin * unit, kept);
+    if (kept) memmove(dst, source + begin * unit, kept);
     if (odd) dst[kept] = source[n - 1];
     return static_cast<int64_t>(kept + odd);
 }

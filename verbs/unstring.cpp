@@ -40,7 +40,7 @@ void bumpOverflow(uint32_t* overflow) {
 // start of the receiving item (`phase` bytes in).
 inline void fillPattern(uint8_t* dst, uint64_t n, const uint8_t* pattern, unsigned unit, uint64_t phase = 0) {
     if (unit == 1) {
-        memset(dst, pattern[0], n);
+        if (n) memset(dst, pattern[0], n);
         return;
     }
     for (uint64_t i = 0; i < n; ++i) dst[i] = pattern[(phase + i) & 1];
@@ -52,10 +52,10 @@ void moveAlphanumeric(uint8_t* dst, uint64_t size, const uint8_t* src, uint64_t 
                       const uint8_t* blank, unsigned unit) {
     uint64_t k = n < size ? n : size;
     if (!justified) {
-        memmove(dst, src, k);
+        if (k) memmove(dst, src, k);
         fillPattern(dst + k, size - k, blank, unit, k);
     } else {
-        memmove(dst + (size - k), src + (n - k), k);
+        if (k) memmove(dst + (size - k), src + (n - k), k);
         fillPattern(dst, size - k, blank, unit);
     }
 }
@@ -206,7 +206,7 @@ void storeNumeric(uint8_t* t, const uint8_t* field, uint64_t f, bool national) {
     bool leads = (kind & ZVK_TARGET_SIGN_LEADS) != 0;
     uint8_t* digits = dst + (leads ? signBytes : 0);
     uint64_t k = f < integer ? f : integer;
-    memmove(digits + (integer - k), field + (f - k), k);
+    if (k) memmove(digits + (integer - k), field + (f - k), k);
     fillPattern(digits, integer - k, zero, unit);
     fillPattern(digits + integer, decimals, zero, unit);
     if (signBytes) memcpy(leads ? dst : dst + size - signBytes, plus, signBytes);
@@ -255,7 +255,7 @@ KVR2_API void _zvkcString(StringBlock* block, const uint64_t* alphabet, uint32_t
                             : findDelimiter(src, slen, delim, dlen, unit);
             uint64_t k = n < room ? n : room;
             if (n > room) overflowed = true;
-            memmove(target + offset, src, k);
+            if (k) memmove(target + offset, src, k);
             offset += k;
             room -= k;
         }
