@@ -85,23 +85,25 @@ int modelPackedBad(const uint8_t* a, int digits, bool withGap) {
     return 0;
 }
 
+// Where the decimal subsystem is linked in, its validator is the oracle;
+// otherwise the model without the gap (the stand-in validates byte-wise).
 TEST(ClassNumeric, PackedAgreesWithTheValidatorOnEveryByte) {
     const bool real = zvkBcdCheckPacked != nullptr;
+    auto expected = [&](const uint8_t* a, int digits) {
+        return real ? !zvkBcdCheckPacked(a, digits, 1) : !modelPackedBad(a, digits, false);
+    };
     // One byte: every value, for one digit (sign nibble low) and zero digits.
     for (int x = 0; x < 256; ++x) {
         uint8_t one = static_cast<uint8_t>(x);
         for (int digits : {0, 1}) {
-            int want = !modelPackedBad(&one, digits, real);
-            EXPECT_EQ(_zvkcClasPackedDec(&one, digits), want) << x;
+            EXPECT_EQ(_zvkcClasPackedDec(&one, digits), expected(&one, digits)) << x;
+            EXPECT_EQ(expected(&one, digits), !modelPackedBad(&one, digits, true)) << x;
         }
     }
     // Three digits in two bytes: every pair.
     for (int x = 0; x < 65536; ++x) {
         uint8_t two[2] = {static_cast<uint8_t>(x >> 8), static_cast<uint8_t>(x)};
-        ASSERT_EQ(_zvkcClasPackedDec(two, 3), !modelPackedBad(two, 3, real)) << std::hex << x;
-        if (real) {
-            ASSERT_EQ(_zvkcClasPackedDec(two, 3), !zvkBcdCheckPacked(two, 3, 1));
-        }
+        ASSERT_EQ(_zvkcClasPackedDec(two, 3), expected(two, 3)) << std::hex << x;
     }
     // Longer items: a bad nibble anywhere among the digits.
     std::mt19937 rng(7);
@@ -112,10 +114,7 @@ TEST(ClassNumeric, PackedAgreesWithTheValidatorOnEveryByte) {
         for (int i = 0; i < b; ++i) item[i] = static_cast<uint8_t>((rng() % 10) << 4 | (rng() % 10));
         item[b - 1] = static_cast<uint8_t>((item[b - 1] & 0xF0) | (0xA + rng() % 6));
         if (rng() % 2) item[rng() % b] ^= static_cast<uint8_t>(1u << (rng() % 8));
-        ASSERT_EQ(_zvkcClasPackedDec(item, digits), !modelPackedBad(item, digits, real));
-        if (real) {
-            ASSERT_EQ(_zvkcClasPackedDec(item, digits), !zvkBcdCheckPacked(item, digits, 1));
-        }
+        ASSERT_EQ(_zvkcClasPackedDec(item, digits), expected(item, digits));
     }
 }
 
