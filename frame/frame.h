@@ -74,15 +74,33 @@ void TermCobolRte(uint32_t reason);
 void zvk_fini(void);
 
 // ---- signals and traceback ----
+// Copies the template into the run unit's table and installs it, with
+// _zvkSignal as the routine of every row.
 void zvkSignalInstall(Runcom* ru);
+// Takes the run unit's table off the stack of installed tables, putting
+// back the handlers it replaced.
 void zvkSignalRestore(Runcom* ru);
+bool zvkSignalTableInstalled(const void* table);
 void zvkSignalStackRelease(void);
+// Traceback of the calling thread on stream (null: stderr).
 void zvkTraceback(FILE* stream);
 extern const uint32_t zvkSignalTableSize;   // bytes of a run unit's table
 
+// ---- core files ----
+int zvkMakeCore(void);          // 1 if a core file was made
+int _zvkCore(void);             // as ZVKDUMP, 0 under a monitor
+void zvkNoMoreCores(void);      // soft core limit to 0
+
 // ---- program manager ----
-void _zvk_cpm_create(void);
-void _zvk_cpm_destroy(void);
+// The name of a CALL or CANCEL as the program manager takes it: at most
+// 160 bytes, trailing blanks and zero bytes dropped, folded to upper case
+// when the caller's PCB asks.  out holds 161 bytes; result the length.
+size_t zvkTakeProgramName(const uint8_t* name, int64_t length, const PCB* caller, char* out);
+// The row of name in a compiled program's table of nested programs, or -1.
+int32_t zvkFindInNames(const int32_t* names, const char* name, size_t length);
+// Loads the program named in lle along COBPATH: 0 loaded, 3 no memory,
+// 5 no entry point, 7 not found.
+int zvkLoadProgram(LLE* lle);
 struct HashTable* zvkProgramTableCreate(struct HashTable* parent, bool mru);
 // Finds a program by name in the run unit's table; on a miss programMutex
 // is left held (when *lockHeld was clear and it was taken) so that lookup

@@ -140,7 +140,14 @@ void applyRow(Proccom* pc, const Keyword& k) {
             break;
         }
         case Text:
-            if (k.field == FileSystem && k.text) memcpy(pc->fileSystem, k.text, sizeof pc->fileSystem);
+            // With a field: the text without its terminator, or with no
+            // text as many zero bytes as the value says.
+            if (k.field == FileSystem) {
+                if (k.text)
+                    memcpy(pc->fileSystem, k.text, sizeof pc->fileSystem);
+                else
+                    memset(pc->fileSystem, 0, k.value < sizeof pc->fileSystem ? k.value : sizeof pc->fileSystem);
+            }
             break;
     }
 }

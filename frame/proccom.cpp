@@ -447,7 +447,9 @@ KVR2_API void _zvkPgmInit(PCB* pcb) {
                  (int)pcb->nameLength, (int)pcb->nameLength, pcb->name);
 
     IPCB* ipcb = pcb->ipcb;
-    if (pcb->lle) {
+    // Another thread may be registering this program right now: its LLE
+    // is published last (release), so a set lle means a finished PCB.
+    if (__atomic_load_n(&pcb->lle, __ATOMIC_ACQUIRE)) {
         enterProgram(pcb, ipcb);
         if (pc->debug) zvkTrace("_zvkPgmInit: subsequent usage PCB %p  PLLE %p\n", (void*)pcb, (void*)ru->plle);
         return;
@@ -488,7 +490,7 @@ KVR2_API void _zvkPgmInit(PCB* pcb) {
             if (ipcb->fileCount > 0) zvkRegisterFiles(pcb, ipcb);
         }
     }
-    pcb->lle = lle;
+    __atomic_store_n(&pcb->lle, lle, __ATOMIC_RELEASE);
     if (lockHeld) zvkUnlockMt(&programMutex);
     // The year window is resolved after the table lock is released, so
     // that a message ending the run unit never leaves the lock held.

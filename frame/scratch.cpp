@@ -23,7 +23,8 @@ void releaseRecord(void* p) {
 void makeKey() { keyMade = pthread_key_create(&threadKey, releaseRecord) == 0; }
 
 ThreadRecord* currentRecord(Proccom* pc) {
-    if (pc->threadKey == 0xFFFFFFFFu) return static_cast<ThreadRecord*>(pc->threadFallback);
+    if (__atomic_load_n(&pc->threadKey, __ATOMIC_RELAXED) == 0xFFFFFFFFu)
+        return static_cast<ThreadRecord*>(pc->threadFallback);
     return static_cast<ThreadRecord*>(pthread_getspecific(threadKey));
 }
 
@@ -35,7 +36,10 @@ void* zvkThreadScratch(int64_t size) {
     Proccom* pc = _zvkProccom;
     if (!pc) return nullptr;
     pthread_once(&keyOnce, makeKey);
-    if (keyMade && pc->threadKey == 0xFFFFFFFFu) pc->threadKey = static_cast<uint32_t>(threadKey);
+    // Every thread's first call may copy the key: the same value, written
+    // and read atomically.
+    if (keyMade && __atomic_load_n(&pc->threadKey, __ATOMIC_RELAXED) == 0xFFFFFFFFu)
+        __atomic_store_n(&pc->threadKey, static_cast<uint32_t>(threadKey), __ATOMIC_RELAXED);
 
     ThreadRecord* rec = currentRecord(pc);
     if (size == -1) return rec;
@@ -47,7 +51,7 @@ void* zvkThreadScratch(int64_t size) {
         }
         memset(rec, 0, sizeof *rec);
         rec->threadId = static_cast<uint64_t>(pthread_self());
-        if (pc->threadKey == 0xFFFFFFFFu)
+        if (__atomic_load_n(&pc->threadKey, __ATOMIC_RELAXED) == 0xFFFFFFFFu)
             pc->threadFallback = rec;
         else
             pthread_setspecific(threadKey, rec);

@@ -12,6 +12,7 @@
 
 #include "frame/frame.h"
 #include "frame/hashtable.h"
+#include "verbs/devices.h"
 
 namespace {
 
@@ -43,8 +44,9 @@ void syncUnder(FILE* f) {
 void resetPrograms(Runcom* ru) {
     HashTable* t = ru->plle;
     for (HashEntry* e = HashTable_Next(t, nullptr); e; e = HashTable_Next(t, e)) {
-        if (e->parent) continue;
-        LLE* lle = static_cast<LLE*>(e->value);
+        // Programs that came through the process-wide cache are this run
+        // unit's as much as those it loaded itself.
+        LLE* lle = static_cast<LLE*>(HashEntry_Value(e));
         if (!lle || !lle->pcb || !lle->pcb->ipcb) continue;
         IPCB* ipcb = lle->pcb->ipcb;
         int n = ipcb[0].nested + 1;
@@ -215,13 +217,15 @@ void TermCobolRte(uint32_t reason) {
     const bool inSignal = pc->flags & PROC_FLAG_SIGNAL;
     for (Runcom* ru = pc->freeru; ru;) {
         Runcom* next = ru->link;
-        destroyRuncom(ru, !inSignal);
+        // A table the handlers may still read is left alone.
+        destroyRuncom(ru, !inSignal && !zvkSignalTableInstalled(ru->signals));
         ru = next;
     }
     pc->freeru = nullptr;
 
     zvkSignalStackRelease();
 
+    zvkReleaseCodePagesAndStreams();
     pc->sysin = pc->sysout = pc->msgs = pc->conIn = pc->conOut = pc->syspunch = nullptr;
     memset(pc->spare, 0, sizeof pc->spare);
     free(pc->installDir);
@@ -392,8 +396,6 @@ KVR2_API void _zvk_cpm_cancel(void) {
     if (_zvkProccom && _zvkProccom->debug) zvkTrace("_zvk_cpm_cancel: return to TXMN\n");
 }
 
-// Makes a core file of the running process; 1 if one was made.
-int zvkMakeCore(void) { return 0; }
 
 KVR2_API void _zvkAbort(int32_t cored) {
     Proccom* pc = _zvkProccom;
@@ -419,13 +421,15 @@ KVR2_API void _zvkAbort(int32_t cored) {
     if (txmn && ru) siglongjmp(jmp, 6);
     if (!isMain) pthread_exit(reinterpret_cast<void*>(-1));
     if (cored == 1) {
-        struct rlimit rl;
-        if (getrlimit(RLIMIT_CORE, &rl) == 0) {
-            rl.rlim_cur = 0;
-            setrlimit(RLIMIT_CORE, &rl);
-        }
+        zvkNoMoreCores();
         signal(SIGABRT, SIG_DFL);
     }
+    // From inside a handler SIGABRT is blocked (the handlers block every
+    // signal of the table): it must reach the process now.
+    sigset_t abrt;
+    sigemptyset(&abrt);
+    sigaddset(&abrt, SIGABRT);
+    pthread_sigmask(SIG_UNBLOCK, &abrt, nullptr);
     raise(SIGABRT);
     // A handler that returned must not let the failed program go on.
     signal(SIGABRT, SIG_DFL);

@@ -81,10 +81,13 @@ KVR2_API void* _zvkToLower(int64_t length, const uint8_t* source, uint8_t* desti
 KVR2_API void* _zvkToUpper(int64_t length, const uint8_t* source, uint8_t* destination) {
     return mapBytes(length, source, destination, *__ctype_toupper_loc());
 }
-KVR2_API void* _Dmr_lower_case(int64_t length, const uint8_t* source, uint8_t* destination)
-    __attribute__((alias("_zvkToLower")));
-KVR2_API void* _Dmr_upper_case(int64_t length, const uint8_t* source, uint8_t* destination)
-    __attribute__((alias("_zvkToUpper")));
+// The names the intrinsic functions LOWER-CASE and UPPER-CASE call.
+KVR2_API void* _Dmr_lower_case(int64_t length, const uint8_t* source, uint8_t* destination) {
+    return _zvkToLower(length, source, destination);
+}
+KVR2_API void* _Dmr_upper_case(int64_t length, const uint8_t* source, uint8_t* destination) {
+    return _zvkToUpper(length, source, destination);
+}
 
 KVR2_API void* _Dmr_reverse(int64_t length, const uint8_t* source, uint8_t* destination) {
     if (length <= 0) return destination;

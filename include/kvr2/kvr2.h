@@ -13,6 +13,11 @@
 #include "kvr2/edit.h"
 #include "kvr2/inspect.h"
 #include "kvr2/intrinsics.h"
+#include "kvr2/programs.h"
+#include "kvr2/signals.h"
+#include "kvr2/storage.h"
+#include "kvr2/codepage.h"
+#include "kvr2/console.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -67,9 +67,60 @@ TEST(Options, EveryKeywordIsAccepted) {
             Parsed q = parse(alt.c_str());
             EXPECT_EQ(q.messages, "") << alt;
             EXPECT_EQ(q.runtime, p.runtime) << alt;
+            EXPECT_EQ(q.program, p.program) << alt;
             EXPECT_EQ(q.fs, p.fs) << alt;
         }
+        // blanks, tabs and newlines are dropped wherever they stand
+        std::string spaced;
+        for (char c : k) {
+            spaced += c;
+            spaced += " \t";
+        }
+        Parsed b = parse(("\n" + spaced + ",").c_str());
+        EXPECT_EQ(b.messages, "") << spaced;
+        EXPECT_EQ(b.runtime, p.runtime) << spaced;
+        EXPECT_EQ(b.program, p.program) << spaced;
     }
+}
+
+// What each row does, by its own table: a row of the wrong kind, field or
+// value shows here even where the table is sorted.
+TEST(Options, EachKeywordHasItsEffect) {
+    struct Row {
+        const char* keyword;
+        uint32_t program, runtime;
+        const char* fs;
+    } rows[] = {
+        {"ACCEPT", 0x0A000000u, 0xD0000000u, ""},     {"ACCEPT=OLD", 0x0A000000u, 0xC0000000u, ""},
+        {"CHECK=OFF", 0x02000000u, 0xC0000000u, ""},  {"CHECK=ON", 0x0A000000u, 0xC0000000u, ""},
+        {"DEBUG=OFF", 0x08000000u, 0xC0000000u, ""},  {"NODEBUG", 0x08000000u, 0xC0000000u, ""},
+        {"FILEMODE=LARGE", 0x0A000000u, 0xC0000000u, ""}, {"FM=S", 0x0A000000u, 0xC0000000u, ""},
+        {"FILESYS", 0x0A000000u, 0xC0000000u, ""},    {"FS=RQL", 0x0A000000u, 0xC0000000u, "rql"},
+        {"FILESYS=LSQ", 0x0A000000u, 0xC0000000u, "lsq"}, {"FS=PSX", 0x0A000000u, 0xC0000000u, "psx"},
+        {"FILESYS=WBRN", 0x0A000000u, 0xC0000000u, "wbr"}, {"FS=RSD", 0x0A000000u, 0xC0000000u, "rsd"},
+        {"FILESYS=JGT", 0x0A000000u, 0xC0000000u, "jgt"}, {"FS=HDK", 0x0A000000u, 0xC0000000u, "hdk"},
+        {"FILESYS=STL", 0x0A000000u, 0xC0000000u, "stl"}, {"FS=PLX", 0x0A000000u, 0xC0000000u, "plx"},
+        {"TRAP=NEW", 0x0A000000u, 0xC0000000u, ""},   {"TRAP=OLD", 0x0A000000u, 0x80000000u, ""},
+        {"TRAP=DUMP", 0x0A000000u, 0xE0000000u, ""},  {"TRAP=OFF", 0x0A000000u, 0x00000000u, ""},
+    };
+    for (const Row& r : rows) {
+        Parsed p = parse(r.keyword);
+        EXPECT_EQ(p.program, r.program) << r.keyword;
+        EXPECT_EQ(p.runtime, r.runtime) << r.keyword;
+        EXPECT_EQ(p.fs, r.fs) << r.keyword;
+    }
+}
+
+TEST(Options, BadSpellingsAreReportedAndIgnored) {
+    EXPECT_EQ(parse("TRAPX").messages, "ZVK171W  Runtime option TRAPX is not known and is ignored.\n\n");
+    EXPECT_EQ(parse("CHECK=MAYBE").messages,
+              "ZVK172W  Value MAYBE is not allowed for runtime option CHECK; the option is ignored.\n\n");
+    EXPECT_EQ(parse("TRAP((ON))").messages,
+              "ZVK172W  Value =ON is not allowed for runtime option TRAP; the option is ignored.\n\n");
+    Parsed p = parse("NOCHECK,FS=XYZ,TRAP=OLD");
+    EXPECT_EQ(p.program, 0x02000000u);   // the options around a bad one still count
+    EXPECT_EQ(p.runtime, 0x80000000u);
+    EXPECT_EQ(p.fs, "");
 }
 
 TEST(Options, Defaults) {

@@ -1,0 +1,27 @@
+// Binding of the device names to streams, for the console verbs and the
+// frame's message and dump writers.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+extern "C" {
+
+// Binds one device stream (letters A, D, I, M, O, P); declared in
+// frame/frame.h as well.
+FILE* openDeviceStream(uint8_t letter);
+
+// The file name an output device's variable stands for: COBOUTDIR in
+// front, and a value ending in "%" completed with the default word, the
+// program's name, a time stamp, the zone and the process id.  Returns a
+// static buffer, valid until the next call.
+const char* expandOutputName(const char* value, int32_t fresh, const char* defaultWord);
+
+// Closes the device streams bound to files of their own.
+void zvkDeviceStreamsRelease(void);
+
+// At the runtime's end: releases the code-page state and closes the
+// device streams bound to files.
+void zvkReleaseCodePagesAndStreams(void);
+
+}  // extern "C"
