@@ -11,7 +11,7 @@ env = dict(os.environ)
 env.pop("COBRTOPT", None)
 r = subprocess.run([demo], env=env, capture_output=True, text=True)
 assert r.returncode == 0, r
-assert "DEMOMAIN: DEMOSUB was entered 2 times, run unit 1" in r.stdout, r.stdout
+assert "DEMOMAIN: DEMOSUB WAS ENTERED 000000002 TIMES" in r.stdout, r.stdout
 assert r.stderr == "", r.stderr
 
 env["__ZVKDEBUG"] = "1"
