@@ -9,6 +9,7 @@
 
 #include <array>
 
+#include "chardata/codepages.h"
 #include "frame/frame.h"
 #include "kvr2/classcmp.h"
 #include "verbs/verbs_deps.h"
@@ -129,15 +130,6 @@ int checkZoned(const uint8_t* address, int32_t digits) {
     return localCheckZoned(address, digits);
 }
 
-void dbcsBlank(uint8_t out[2]) {
-    if (zvkDbcsBlank) {
-        zvkDbcsBlank(out);
-        return;
-    }
-    // The row chosen for an unknown or C locale (EN_US) has the blank 0x20 0x20.
-    out[0] = out[1] = 0x20;
-}
-
 }  // namespace verbs
 
 namespace {
@@ -152,7 +144,7 @@ int32_t dbcsTest(const uint8_t* a, int64_t length, const uint8_t* firstTable) {
     } else {
         // Native mixed data: converted to EBCDIC, where double-byte text
         // stands between a shift-out and a shift-in.
-        if (!_zvkConvToEBCDIC || length > INT32_MAX / 2 - 2) return 0;
+        if (length > INT32_MAX / 2 - 2) return 0;
         int32_t capacity = static_cast<int32_t>(2 * length + 2);
         uint8_t* work = static_cast<uint8_t*>(zvkThreadScratch(capacity));
         if (!work) return 0;

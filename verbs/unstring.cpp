@@ -9,10 +9,10 @@
 
 #include <string.h>
 
+#include "chardata/codepages.h"
 #include "frame/frame.h"
 #include "kvr2/classcmp.h"
 #include "kvr2/unstring.h"
-#include "verbs/verbs_deps.h"
 
 namespace {
 
@@ -280,7 +280,7 @@ KVR2_API void _zvkcUnString(UnstringBlock* block, UnstringTarget* targets, const
 
     uint8_t blank[2] = {0x20, 0x20};
     if (dbcs)
-        verbs::dbcsBlank(blank);
+        zvkDbcsBlank(blank);
     else if (unit == 2)
         blank[1] = 0x00;   // U+0020, low byte first
 

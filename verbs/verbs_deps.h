@@ -1,9 +1,8 @@
-// Routines of other subsystems that the verbs of this directory use,
-// declared weak: the decimal validators and mode word (decimal/), the
-// code-page layer (chardata/).  Where a subsystem is not linked into the
-// library yet, the caller falls back on the local form next to each call.
-// Once every subsystem is in, the weak references all resolve and the
-// fallbacks are dead code.
+// Routines of the decimal subsystem that the class tests use, declared
+// weak: the validators and the mode word.  Where decimal/ is not linked
+// into the library yet, the callers fall back on the local forms next to
+// them; once it is, the weak references resolve and the fallbacks are dead
+// code, to be removed.
 #pragma once
 
 #include <atomic>
@@ -16,9 +15,6 @@ void zvkBcdLoadMode(void) __attribute__((weak));
 int zvkBcdCheckPacked(const void* address, int32_t digits, int checkMode) __attribute__((weak));
 int zvkBcdCheckZoned(const void* address, int32_t digits, int checkMode) __attribute__((weak));
 
-void zvkDbcsBlank(uint8_t out[2]) __attribute__((weak));
-int32_t _zvkConvToEBCDIC(const uint8_t* source, int32_t length, uint8_t* target, int32_t* capacity)
-    __attribute__((weak));
 }
 
 namespace verbs {
@@ -31,8 +27,5 @@ constexpr uint32_t kBcdEbcdic = 0x080;
 // 0 good, 1 bad: the strict (check mode 1) validators.
 int checkPacked(const uint8_t* address, int32_t digits);
 int checkZoned(const uint8_t* address, int32_t digits);
-
-// The DBCS blank of the chosen code-page row.
-void dbcsBlank(uint8_t out[2]);
 
 }  // namespace verbs
