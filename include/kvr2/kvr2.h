@@ -7,6 +7,9 @@
 #define KVR2_KVR2_H
 
 #include "kvr2/records.h"
+#include "kvr2/classcmp.h"
+#include "kvr2/unstring.h"
+#include "kvr2/search.h"
 #include "kvr2/edit.h"
 #include "kvr2/inspect.h"
 #include "kvr2/intrinsics.h"
