@@ -12,7 +12,7 @@
 #include "chardata/codepages.h"
 #include "frame/frame.h"
 #include "kvr2/classcmp.h"
-#include "verbs/verbs_deps.h"
+#include "decimal/decimal.h"
 
 namespace {
 
@@ -60,47 +60,6 @@ int32_t inTable(const uint8_t* a, int64_t length, const uint8_t* table) {
     return 1;
 }
 
-// ---- stand-ins for the decimal validators (see verbs_deps.h) ----
-// Byte-wise forms of the strict checks, used only while the decimal
-// subsystem is not linked in.
-int localCheckPacked(const uint8_t* a, int32_t digits) {
-    int32_t n = digits < 0 ? 0 : digits;
-    int32_t bytes = (n >> 1) + 1;
-    uint8_t last = a[bytes - 1];
-    if ((last & 0x0F) == 0 && bytes == 1) return 0;
-    if ((last & 0x0F) <= 9 || (last >> 4) > 9) return 1;
-    for (int32_t i = 0; i < bytes - 1; ++i)
-        if ((a[i] >> 4) > 9 || (a[i] & 0x0F) > 9) return 1;
-    return 0;
-}
-
-bool zonedEndByteGood(uint8_t b) {
-    uint8_t zone = b & 0xF0, low = b & 0x0F;
-    if (low < 10 && (zone == 0x30 || zone == 0x70 || zone == 0xC0 || zone == 0xD0 || zone == 0xF0)) return true;
-    return b == 0x7B || b == 0x7D || (b >= 0x41 && b <= 0x52) || b == 0x00 || b == 0x20;
-}
-
-int localCheckZoned(const uint8_t* a, int32_t digits) {
-    if (digits <= 0) return 0;
-    if (!zonedEndByteGood(a[digits - 1])) return 1;
-    if (digits == 1) return 0;
-    if (!zonedEndByteGood(a[0])) return 1;
-    for (int32_t i = 1; i < digits - 1; ++i)
-        if ((a[i] & 0xF0) != 0x30 || (a[i] & 0x0F) > 9) return 1;
-    return 0;
-}
-
-uint32_t localMode() {
-    static std::atomic<uint32_t> mode{0xFF00};
-    uint32_t m = mode.load(std::memory_order_relaxed);
-    if (m == 0xFF00) {
-        const char* e = getenv("COBOL_BCD_EBCDIC");
-        m = (e && *e) ? verbs::kBcdEbcdic : 0;
-        mode.store(m, std::memory_order_relaxed);
-    }
-    return m;
-}
-
 bool isDigit(uint8_t b) { return b >= 0x30 && b <= 0x39; }
 
 // The letter forms of an overpunched sign: "{", "}", "A" to "R".
@@ -108,29 +67,6 @@ bool isSignLetter(uint8_t b) { return b == 0x7B || b == 0x7D || (b >= 0x41 && b 
 
 }  // namespace
 
-namespace verbs {
-
-uint32_t bcdMode() {
-    if (&zvkBcdMode == nullptr || zvkBcdLoadMode == nullptr) return localMode();
-    uint32_t m = zvkBcdMode.load(std::memory_order_relaxed);
-    if (m == 0xFF00) {
-        zvkBcdLoadMode();
-        m = zvkBcdMode.load(std::memory_order_relaxed);
-    }
-    return m;
-}
-
-int checkPacked(const uint8_t* address, int32_t digits) {
-    if (zvkBcdCheckPacked) return zvkBcdCheckPacked(address, digits, 1);
-    return localCheckPacked(address, digits);
-}
-
-int checkZoned(const uint8_t* address, int32_t digits) {
-    if (zvkBcdCheckZoned) return zvkBcdCheckZoned(address, digits, 1);
-    return localCheckZoned(address, digits);
-}
-
-}  // namespace verbs
 
 namespace {
 
@@ -195,7 +131,7 @@ KVR2_API int32_t _zvkcClasUserDef(const uint8_t* a, int64_t length, const uint8_
 
 KVR2_API int32_t _zvkcClasPackedDec(const uint8_t* a, int32_t digits) {
     if (!a) return 0;
-    return verbs::checkPacked(a, digits) == 0 ? 1 : 0;
+    return zvkBcdCheckPacked(a, digits, 1) == 0 ? 1 : 0;
 }
 
 // NUMERIC on a zoned item.  The sign byte follows the rule of the mode:
@@ -209,7 +145,7 @@ KVR2_API int32_t _zvkcClasZonedDec(uint32_t word, const uint8_t* a, int32_t leng
     if (!a) return 0;
     const uint32_t position = word & 0xFF;
     const bool strict = ((word >> 8) & 0xFF) != 0;
-    const bool ebcdic = (verbs::bcdMode() & verbs::kBcdEbcdic) != 0;
+    const bool ebcdic = (bcd::mode() & kBcdEbcdic) != 0;
     int32_t signAt = position == ZVK_ZONED_SIGN_LEADING ? 0 : position == ZVK_ZONED_SIGN_TRAILING ? length - 1 : -1;
     for (int32_t i = 0; i < length; ++i)
         if (i != signAt && !isDigit(a[i])) return 0;
@@ -221,7 +157,7 @@ KVR2_API int32_t _zvkcClasZonedDec(uint32_t word, const uint8_t* a, int32_t leng
             if (strict && (b & 0xB0) != 0x30) return 0;
         }
     }
-    return verbs::checkZoned(a, length) == 0 ? 1 : 0;
+    return zvkBcdCheckZoned(a, length, 1) == 0 ? 1 : 0;
 }
 
 KVR2_API int32_t _zvkcClasDBCS(const uint8_t* a, int64_t length) { return dbcsTest(a, length, kDbcsByte.data()); }
