@@ -19,7 +19,8 @@ inline bool isLetter(uint8_t b) { return b == 0x7B || b == 0x7D || (b >= 0x41 &&
 inline uint8_t clean(uint8_t b) { return static_cast<uint8_t>(0x30 | (b & 0x0F)); }
 inline int idx(Form f) { return static_cast<int>(f); }
 
-// Debug titles, [from][to]; two slips of the originals are kept.
+// Debug titles, [from][to].  Two keep their historical spelling: the
+// title of ZndTS to Pckd and that of ZndLO to ZndLS.
 constexpr const char* kTitles[6][6] = {
     {nullptr, "packed to zonedto ...", "packed to zonedts...", "packed to zonedlo...", "packed to zonedls...",
      "packed to zonedus..."},

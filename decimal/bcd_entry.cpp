@@ -82,17 +82,36 @@ template <Form F, Rel R>
     return r;
 }
 
+// Items of more than 8 bytes: the quick path or the frame.
+template <Form F, Rel R>
+[[gnu::noinline]] int compareLong(const char* title, const void* op1, const void* op2, int32_t d2, int32_t d1) {
+    const int c = compareSameShapeLong(static_cast<const uint8_t*>(op1), static_cast<const uint8_t*>(op2), (d1 >> 1) + 1);
+    if (c != -2) return holds(R, c);
+    return compareFrame<F, R>(title, op1, op2, d2, d1);
+}
+
 // The quick path of equal-size items of one sign runs in the entry
 // itself; everything else goes through the frame.
 template <Form F, Rel R>
 [[gnu::always_inline]] inline int compare(const char* title, const void* op1, const void* op2, int32_t d2,
                                           int32_t d1) {
-    const uint32_t m = mode();
+    const uint32_t m = zvkBcdMode.load(std::memory_order_relaxed);  // unread: has the debug bit
     if (F == Form::Pckd && !(m & (kBcdDebug | kBcdValidateCompares)) && (d1 >> 1) == (d2 >> 1) &&
         static_cast<uint32_t>(d1) < 32) {
         const uint8_t *a = static_cast<const uint8_t*>(op1), *b = static_cast<const uint8_t*>(op2);
         if (a == b) return holds(R, 0);
-        const int c = compareSameShape(a, b, (d1 >> 1) + 1);
+        int c = -2;
+        switch (d1 >> 1) {
+            case 0: c = compareWhole<1>(a, b); break;
+            case 1: c = compareWhole<2>(a, b); break;
+            case 2: c = compareWhole<3>(a, b); break;
+            case 3: c = compareWhole<4>(a, b); break;
+            case 4: c = compareWhole<5>(a, b); break;
+            case 5: c = compareWhole<6>(a, b); break;
+            case 6: c = compareWhole<7>(a, b); break;
+            case 7: c = compareWhole<8>(a, b); break;
+            default: return compareLong<F, R>(title, op1, op2, d2, d1);
+        }
         if (c != -2) return holds(R, c);
     }
     return compareFrame<F, R>(title, op1, op2, d2, d1);
@@ -104,12 +123,38 @@ inline bool keepNegZero(uint32_t m) { return m & kBcdKeepNegZero; }
 
 extern "C" {
 
-KVR2_API void* _zvkcBCD_ADD_Pckd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
-    if ((d1 >> 1) == (dd >> 1) && (d2 >> 1) == (dd >> 1) && static_cast<uint32_t>(dd) < 32 &&
-        !(mode() & kBcdDebug) &&
-        addSameShape(static_cast<const uint8_t*>(op1), static_cast<const uint8_t*>(op2), static_cast<uint8_t*>(dst),
-                     (dd >> 1) + 1, (dd & 1) == 0))
+// ADD A TO B on items of more than 8 bytes: the whole-item step or the frame.
+[[gnu::noinline]] void* addPackedLong(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+    if (addSameShapeLong(static_cast<const uint8_t*>(op1), static_cast<const uint8_t*>(op2),
+                         static_cast<uint8_t*>(dst), (dd >> 1) + 1, (dd & 1) == 0))
         return dst;
+    return arith<Form::Pckd, zvkBcdAddPacked>("add packed...", op1, op2, dst, dd, d2, d1);
+}
+
+// Equal-size items of one sign take the whole-item step right here; the
+// entry makes no call but tail calls, so it saves no registers.
+KVR2_API void* _zvkcBCD_ADD_Pckd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+    // The unread word (0xFF00) has the debug bit: the frame reads it.
+    static_assert(kBcdUnread & kBcdDebug);
+    if ((d1 >> 1) == (dd >> 1) && (d2 >> 1) == (dd >> 1) && static_cast<uint32_t>(dd) < 32 &&
+        !(zvkBcdMode.load(std::memory_order_relaxed) & kBcdDebug)) {
+        const uint8_t *a = static_cast<const uint8_t*>(op1), *b = static_cast<const uint8_t*>(op2);
+        uint8_t* d = static_cast<uint8_t*>(dst);
+        const bool even = (dd & 1) == 0;
+        bool done;
+        switch (dd >> 1) {
+            case 0: done = addWhole<1>(a, b, d, even); break;
+            case 1: done = addWhole<2>(a, b, d, even); break;
+            case 2: done = addWhole<3>(a, b, d, even); break;
+            case 3: done = addWhole<4>(a, b, d, even); break;
+            case 4: done = addWhole<5>(a, b, d, even); break;
+            case 5: done = addWhole<6>(a, b, d, even); break;
+            case 6: done = addWhole<7>(a, b, d, even); break;
+            case 7: done = addWhole<8>(a, b, d, even); break;
+            default: return addPackedLong(op1, op2, dst, dd, d2, d1);
+        }
+        if (done) return dst;
+    }
     return arith<Form::Pckd, zvkBcdAddPacked>("add packed...", op1, op2, dst, dd, d2, d1);
 }
 KVR2_API void* _zvkcBCD_SUB_Pckd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {

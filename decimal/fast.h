@@ -34,24 +34,34 @@ template <int N>
 // Equal-size packed items of the same sign into a destination of that
 // size, in one wide step whose carry out of the top nibble is kept (the
 // word's own overflow).
+// The sign nibbles this path takes: 1 positive, 2 negative, 0 (a digit,
+// which validation rejects) not here.
+constexpr uint8_t kSignClass[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 1, 2, 1, 1};
+
+// N bytes of digits with the sign nibble cleared: some nibble above 9.
+template <int N>
+[[gnu::always_inline]] inline bool nonDigits(const uint8_t* p) {
+    using W = WordFor<N>;
+    const W x = loadTop<N>(p) & ~(W(0x0F) << (8 * sizeof(W) - 8 * N));
+    return (x & ((x << 1) | (x << 2)) & nibbles<W>(8)) != 0;
+}
+
 template <int N>
 [[gnu::always_inline]] inline bool addWhole(const uint8_t* a, const uint8_t* b, uint8_t* d, bool evenDigits) {
     using W = WordFor<N>;
     constexpr int bits = 8 * sizeof(W);
     constexpr int shift = bits - 8 * N;  // where the sign nibble sits
+    const unsigned sign = kSignClass[a[N - 1] & 0x0F];
+    if (sign == 0 || sign != kSignClass[b[N - 1] & 0x0F] || nonDigits<N>(a) || nonDigits<N>(b)) return false;
     constexpr W signMask = ~(W(0x0F) << shift);
-    const W ra = loadTop<N>(a), rb = loadTop<N>(b);
-    const unsigned sa = unsigned(ra >> shift) & 0x0F, sb = unsigned(rb >> shift) & 0x0F;
-    if (sa <= 9 || sb <= 9 || packedNegative(uint8_t(sa)) != packedNegative(uint8_t(sb))) return false;
-    const W x = ra & signMask, y = rb & signMask;
-    if (((x & ((x << 1) | (x << 2))) | (y & ((y << 1) | (y << 2)))) & nibbles<W>(8)) return false;
+    const W x = loadTop<N>(a) & signMask, y = loadTop<N>(b) & signMask;
     W s, t;
     const bool c1 = __builtin_add_overflow(x, y, &s);
     const bool c2 = __builtin_add_overflow(s, nibbles<W>(6), &t);
     const W c = (x ^ y ^ t) & (nibbles<W>(1) & ~W(1));
     W r = s + (c >> 2) + (c >> 3);
     if (c1 | c2) r += W(6) << (bits - 4);  // the top nibble's decimal carry
-    r |= W(packedNegative(uint8_t(sa)) ? 0x0D : 0x0C) << shift;
+    r |= W(sign + 0x0B) << shift;          // 0x0C or 0x0D
     if (evenDigits) r &= ~(W(0x0F) << (bits - 4));
     storeTop<N>(d, r);
     return true;
@@ -92,15 +102,30 @@ template <int N>
         case 16: call(16);    \
     }
 
-// n bytes each (1 to 16); false: not this path.
-[[gnu::always_inline]] inline bool addSameShape(const uint8_t* a, const uint8_t* b, uint8_t* d, int n, bool even) {
+// n bytes each (1 to 16); false: not this path.  Items up to 8 bytes are
+// done in place; the longer ones out of line, so that the common entry
+// needs no register saves.
+[[gnu::noinline]] inline bool addSameShapeLong(const uint8_t* a, const uint8_t* b, uint8_t* d, int n, bool even) {
 #define KVR2_ADD(k) return addWhole<k>(a, b, d, even)
     KVR2_BY_SIZE(n, KVR2_ADD)
 #undef KVR2_ADD
     return false;
 }
+[[gnu::always_inline]] inline bool addSameShape(const uint8_t* a, const uint8_t* b, uint8_t* d, int n, bool even) {
+    switch (n) {
+        case 1: return addWhole<1>(a, b, d, even);
+        case 2: return addWhole<2>(a, b, d, even);
+        case 3: return addWhole<3>(a, b, d, even);
+        case 4: return addWhole<4>(a, b, d, even);
+        case 5: return addWhole<5>(a, b, d, even);
+        case 6: return addWhole<6>(a, b, d, even);
+        case 7: return addWhole<7>(a, b, d, even);
+        case 8: return addWhole<8>(a, b, d, even);
+    }
+    return addSameShapeLong(a, b, d, n, even);
+}
 // -1, 0, 1, or -2: not this path.
-[[gnu::always_inline]] inline int compareSameShape(const uint8_t* a, const uint8_t* b, int n) {
+[[gnu::noinline]] inline int compareSameShapeLong(const uint8_t* a, const uint8_t* b, int n) {
 #define KVR2_CMP(k) return compareWhole<k>(a, b)
     KVR2_BY_SIZE(n, KVR2_CMP)
 #undef KVR2_CMP

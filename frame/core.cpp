@@ -20,54 +20,11 @@
 
 #include "frame/frame.h"
 #include "frame/signals.h"
+#include "verbs/devices.h"
 
 namespace {
 
 constexpr size_t kNameMax = 4096;
-
-// The name of a core file from COBCORE, expanded as output names are (a
-// trailing "%" asks for the program's name, a time stamp and the process
-// id; COBOUTDIR gives the directory).  A local form of the device streams'
-// expansion, with a fresh time stamp for each call; its one caller is
-// zvkMakeCore.
-void expandCoreName(const char* value, const char* defaultWord, char* out, size_t size) {
-    char prefix[kNameMax] = "";
-    if (const char* dir = getenv("COBOUTDIR"); dir && *dir) {
-        snprintf(prefix, sizeof prefix - 1, "%s", dir);
-        size_t n = strlen(prefix);
-        if (prefix[n - 1] != '/') {
-            prefix[n] = '/';
-            prefix[n + 1] = 0;
-        }
-    }
-    tzset();
-    const long zoneHours = timezone / 3600, zoneMinutes = (timezone % 3600) / 60;
-    struct timeval tv;
-    gettimeofday(&tv, nullptr);
-    struct tm tm;
-    time_t secs = tv.tv_sec;
-    localtime_r(&secs, &tm);
-    char stamp[32];
-    strftime(stamp, sizeof stamp, "%Y%m%d.%H%M%S", &tm);
-
-    char progname[33] = "";
-    Runcom* ru = zvkActingRunUnit();
-    if (ru && !zvkIsMainWrapper(ru->main) && ru->main->name) {
-        int n = static_cast<int>(ru->main->nameLength < 31 ? ru->main->nameLength : 31);
-        snprintf(progname, sizeof progname, "%.*s.", n, ru->main->name);
-    }
-    const long pid = static_cast<long>(getpid());
-    const size_t len = strlen(value);
-    const char* pre = (value[0] == '.' || value[0] == '/') ? "" : prefix;
-    if (len == 0 || value[len - 1] != '%') {
-        snprintf(out, size, "%s%s", pre, value);
-        return;
-    }
-    const int stem = static_cast<int>(len - 1);
-    const bool word = len == 1 || (len >= 2 && value[len - 2] == '/');
-    snprintf(out, size, "%s%*.*s%s.%s%s.%6.6d%+2.2ld%2.2ld.%ld", pre, stem, stem, value, word ? defaultWord : "",
-             progname, stamp, static_cast<int>(tv.tv_usec), zoneHours, zoneMinutes, pid);
-}
 
 // Appends s to the command, quoted for the shell.
 void appendQuoted(char* cmd, size_t size, const char* s) {
@@ -139,9 +96,9 @@ int zvkMakeCore(void) {
     if (getrlimit(RLIMIT_CORE, &rl) == 0 && rl.rlim_cur == 0) return 0;
     const char* value = getenv("COBCORE");
     if (!value || !*value) value = "core%";
+    // Expanded as output names are, with a time stamp of its own.
     char name[kNameMax];
-    expandCoreName(value, "core", name, sizeof name);
-    name[kNameMax - 1] = 0;
+    snprintf(name, sizeof name, "%s", expandOutputName(value, 1, "core"));
     // gcore adds ".<pid>" itself: what stands after the last "." of the
     // file's own name (the process id of the expansion, or an extension)
     // goes.  A "." in a directory name is not the file's.

@@ -114,7 +114,9 @@ void RunUnitTerm(uint32_t reason, uint32_t status) {
     }
     if (!pc->msgs) syncUnder(stderr);
     if (!pc->sysout && !pc->conOut) syncUnder(stdout);
-    if (pc->flags & PROC_FLAG_TRACKING) zvkTrackedFreeAll(ru);
+    // Blocks tracked for this run unit go with it, also when tracking was
+    // switched off in the meantime (the runtime's end does that first).
+    if ((pc->flags & PROC_FLAG_TRACKING) || ru->storage) zvkTrackedFreeAll(ru);
 
     clearTable(ru->externalFiles, "External Files\n");
     clearTable(ru->externalVars, "External Variables\n");

@@ -7,8 +7,9 @@
 #define KVR2_KVR2_H
 
 #include "kvr2/records.h"
-#include "kvr2/decimal.h"
-#include "kvr2/decimal_muldiv.h"
+#include "kvr2/classcmp.h"
+#include "kvr2/unstring.h"
+#include "kvr2/search.h"
 #include "kvr2/edit.h"
 #include "kvr2/inspect.h"
 #include "kvr2/intrinsics.h"
@@ -17,6 +18,8 @@
 #include "kvr2/storage.h"
 #include "kvr2/codepage.h"
 #include "kvr2/console.h"
+#include "kvr2/decimal.h"
+#include "kvr2/decimal_muldiv.h"
 
 #ifdef __cplusplus
 extern "C" {
