@@ -3,8 +3,8 @@
 // and a 15-digit rounding shift, with items in 16-byte aligned records as a
 // compiler lays them out.  Where another COBOL runtime's compiler was found
 // at build time, the same statements on COMP-3 items run there as a
-// reference (CPU ns per statement, the bare loop taken off); muldiv_ratios
-// in decimal_ratios.py style prints the ratios.
+// reference (CPU ns per statement, the bare loop taken off), to be set
+// beside the cpu_time of the benchmarks above.
 
 #include <benchmark/benchmark.h>
 #include <spawn.h>
