@@ -151,6 +151,66 @@ inline void storeQuads(uint8_t* e, int L, int m, uint16_t lo, uint16_t hi) {
     }
 }
 
+// Operands of at most sixteen bytes (31 digits), the common case, with a
+// product of at most 32 bytes: the limb count is fixed at compile time,
+// so that every loop below unrolls and the columns are summed without
+// bounds tests.  The item is right-aligned behind zero bytes first, so
+// that pair j (from the units) is x[22 - j] for every j up to 15.
+inline void rightAlign(const uint8_t* p, int b, uint8_t* x) {
+    const u128 v = loadLeft<u128>(p, b) >> (128 - 8 * b);
+    memset(x, 0, 8);
+    storeBe<uint64_t>(x + 8, static_cast<uint64_t>(v >> 64));
+    storeBe<uint64_t>(x + 16, static_cast<uint64_t>(v));
+}
+inline uint64_t limbAt(const uint8_t* x, int m) {
+    const uint8_t* q = x + 22 - 4 * m;
+    return T[q[0]] + 100u * T[q[-1]] + 10000u * T[q[-2]] + 1000000ull * T[q[-3]];
+}
+
+// The whole product of the right-aligned items x1 and x2 (N limbs each at
+// most) into work[0, 64), ending with the units byte at work[63]: every
+// column is summed in 64 bits (N products below 1.6e16 each, times ten,
+// stays below 2^64) and the carries are taken once per column at the end.
+template <int N>
+void productSmall(const uint8_t* x1, const uint8_t* x2, uint8_t* work) {
+    constexpr uint64_t kBase = 100000000;
+    uint64_t a[N], b[N];
+#pragma GCC unroll 4
+    for (int m = 0; m < N; ++m) a[m] = limbAt(x1, m), b[m] = limbAt(x2, m);
+    const unsigned ua = x1[23] >> 4, ub = x2[23] >> 4, uv = ua * ub;
+    memset(work + 32, 0, 32);
+    work[63] = static_cast<uint8_t>((uv % 10) << 4);
+    uint64_t carry = uv / 10;
+#pragma GCC unroll 8
+    for (int m = 0; m < 2 * N; ++m) {
+        uint64_t c = 0;
+#pragma GCC unroll 4
+        for (int i = m < N ? 0 : m - N + 1; i <= (m < N ? m : N - 1); ++i) c += a[i] * b[m - i];
+        uint64_t s = 10 * c + carry;
+        if (m < N) s += ua * b[m] + ub * a[m];
+        const uint64_t limb = s % kBase;
+        carry = s / kBase;
+        storeBe<uint32_t>(work + 59 - 4 * m, uint32_t(kQuads.v[limb / 10000]) << 16 | kQuads.v[limb % 10000]);
+    }
+    // The last carry is one digit: the product has at most 16 N + 2.
+    storeBe<uint32_t>(work + 59 - 8 * N, kQuads.v[carry]);
+}
+
+// n bytes (1 to 32) from s to d, in two overlapping moves of one width.
+inline void copyShort(uint8_t* d, const uint8_t* s, int n) {
+    auto two = [&](auto w) {
+        using W = decltype(w);
+        W x = loadLe<W>(s), y = loadLe<W>(s + n - sizeof(W));
+        memcpy(d, &x, sizeof(W));
+        memcpy(d + n - sizeof(W), &y, sizeof(W));
+    };
+    if (n >= 16) two(u128());
+    else if (n >= 8) two(uint64_t());
+    else if (n >= 4) two(uint32_t());
+    else if (n >= 2) two(uint16_t());
+    else *d = *s;
+}
+
 inline int significantDigits(const uint8_t* p, int b) { return (b == 1 || (p[0] >> 4)) ? 2 * b - 1 : 2 * b - 2; }
 
 // ---- division ----
@@ -269,8 +329,53 @@ void divideLong(uint8_t* A, int n, const uint8_t* B, int k, uint8_t* q, uint8_t*
     memcpy(rem, A + n - L, L);
 }
 
+// The same for divisors of at most eight pairs, where the window (the
+// divisor row and the one pair that each round brings down, below 10^18)
+// is held by its value in one 64-bit word.  Each round estimates its two
+// quotient digits at once, the window times the divisor's reciprocal
+// (never above the true pair, and at most one below it, as the window
+// stays below 2^60), subtracts the estimate times the divisor in one
+// multiplication and corrects with at most one comparison.  Pairs above
+// 99 (items not validated) and a zero divisor keep to the digit rounds
+// above, whose results for them are what they are.  Returns false then.
+bool divideNarrow(const uint8_t* A, int n, const uint8_t* B, int k, uint8_t* q, uint8_t* rem) {
+    if (k > 8) return false;
+    unsigned over = 0;  // bit 7: some pair above 99
+    uint64_t D = 0, w = 0;
+    for (int i = 0; i < k; ++i) D = D * 100 + B[i], over |= B[i] + 28u;
+    for (int i = 0; i <= k; ++i) w = w * 100 + A[i], over |= A[i] + 28u;
+    for (int i = k + 1; i < n; ++i) over |= A[i] + 28u;
+    // A divisor row that starts with a pair of 0 (a bad first nibble)
+    // leaves the first window more than 99 times the divisor.
+    if ((over & 0x80) || D == 0 || w / 100 >= D) return false;
+    const uint64_t inv = ~uint64_t(0) / D;
+    for (int r = 0; r < n - k; ++r) {
+        if (r) w = w * 100 + A[r + k];
+        uint64_t qp = static_cast<uint64_t>((u128(w) * inv) >> 64);
+        w -= qp * D;
+        if (w >= D) w -= D, ++qp;
+        const uint8_t digits = P[qp];
+        q[2 * r] = digits >> 4;
+        q[2 * r + 1] = digits & 0x0F;
+    }
+    // The final window, below the divisor: k + 1 pairs, the first 0.
+    uint8_t pairs[16];
+    const uint32_t halves[2] = {static_cast<uint32_t>(w / 100000000), static_cast<uint32_t>(w % 100000000)};
+    for (int h = 0; h < 2; ++h) {
+        const uint32_t hi = halves[h] / 10000, lo = halves[h] % 10000;
+        pairs[8 + 4 * h] = static_cast<uint8_t>(hi / 100);
+        pairs[9 + 4 * h] = static_cast<uint8_t>(hi % 100);
+        pairs[10 + 4 * h] = static_cast<uint8_t>(lo / 100);
+        pairs[11 + 4 * h] = static_cast<uint8_t>(lo % 100);
+    }
+    pairs[7] = 0;
+    memcpy(rem, pairs + 16 - (k + 1), k + 1);
+    return true;
+}
+
 // A (n pairs) by B (k pairs); returns the quotient's digit count.
 int divide(uint8_t* A, int n, const uint8_t* B, int k, uint8_t* q, uint8_t* rem) {
+    if (divideNarrow(A, n, B, k, q, rem)) return 2 * (n - k);
     if (k + 1 <= 16) divideWide(A, n, B, k, q, rem);
     else divideLong(A, n, B, k, q, rem);
     return 2 * (n - k);
@@ -310,10 +415,28 @@ int zvkBcdMulPacked(const void* op1, int32_t op1Digits, const void* op2, int32_t
     if (b2 > db) p2 += b2 - db, b2 = db, e2 = digitsOf(dstDigits);
     if (b1 > kMaxPairs + 1) p1 += b1 - (kMaxPairs + 1), b1 = kMaxPairs + 1;
     if (b2 > kMaxPairs + 1) p2 += b2 - (kMaxPairs + 1), b2 = kMaxPairs + 1;
+    if (b1 <= 16 && b2 <= 16 && db <= 32) {
+        uint8_t x1[24], x2[24];
+        rightAlign(p1, b1, x1);
+        rightAlign(p2, b2, x2);
+        const int n = (b1 > b2 ? b1 : b2) + 2;  // limbs: (bytes - 1 + 3) / 4, one at least
+        uint8_t* work = packedScratch;
+        switch (n >> 2) {
+            case 0:
+            case 1: productSmall<1>(x1, x2, work); break;
+            case 2: productSmall<2>(x1, x2, work); break;
+            case 3: productSmall<3>(x1, x2, work); break;
+            default: productSmall<4>(x1, x2, work); break;
+        }
+        // Both operands are read: the destination may be one of them.
+        copyShort(d, work + 64 - db, db);
+        d[db - 1] = static_cast<uint8_t>((d[db - 1] & 0xF0) | (negative ? 0x0D : 0x0C));
+        if ((digitsOf(dstDigits) & 1) == 0) d[0] &= 0x0F;
+        return 1;
+    }
     Pairs a, b;
     packedPairs(p1, b1, a);
     packedPairs(p2, b2, b);
-    // Both operands are read: the destination may be one of them.
     uint8_t* work = d;
     int W = db;
     if (e1 + e2 <= 64) {
