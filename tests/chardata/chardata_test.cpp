@@ -19,6 +19,9 @@ using scenario::Result;
 
 namespace {
 
+using scenario::hasLine;
+using scenario::values;
+
 // A private LOCPATH in the build tree, where locales are built on first
 // need and kept for the next test.
 std::string locales = scenario::binDir() + "/locales";
@@ -29,15 +32,6 @@ Result run(const std::string& what, std::map<std::string, std::optional<std::str
     if (!o.env.count("LC_ALL")) o.env["LC_ALL"] = "C";
     if (!locales.empty()) o.env["LOCPATH"] = locales;
     return scenario::run(scenario::binDir() + "/chardata_scenarios", {what}, o);
-}
-
-std::map<std::string, std::string> values(const std::string& out) {
-    std::map<std::string, std::string> m;
-    for (auto& l : scenario::lines(out)) {
-        auto eq = l.find('=');
-        if (eq != std::string::npos) m[l.substr(0, eq)] = l.substr(eq + 1);
-    }
-    return m;
 }
 
 std::string hexOf(const unsigned char* p, size_t n) {

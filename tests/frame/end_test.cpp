@@ -21,18 +21,14 @@ using scenario::Result;
 
 namespace {
 
+using scenario::hasLine;
+
 std::string cobpath() { return scenario::binDir() + "/cobpath"; }
 
 Result run(const std::vector<std::string>& args, Options o = {}) {
     if (!o.env.count("LC_ALL")) o.env["LC_ALL"] = "C";
     if (!o.env.count("COBPATH")) o.env["COBPATH"] = cobpath();
     return scenario::run(scenario::binDir() + "/end_scenarios", args, o);
-}
-
-bool hasLine(const std::string& text, const std::string& line) {
-    for (auto& l : scenario::lines(text))
-        if (l == line) return true;
-    return false;
 }
 
 std::map<std::string, std::string> values(const std::string& out) {

@@ -8,20 +8,14 @@
 
 namespace {
 
+using scenario::hasLine;
+using scenario::values;
+
 scenario::Result run(const std::string& what, std::map<std::string, std::optional<std::string>> env = {}) {
     scenario::Options o;
     o.env = std::move(env);
     if (!o.env.count("LC_ALL")) o.env["LC_ALL"] = "C";
     return scenario::run(scenario::binDir() + "/external_scenarios", {what}, o);
-}
-
-std::map<std::string, std::string> values(const std::string& out) {
-    std::map<std::string, std::string> m;
-    for (auto& l : scenario::lines(out)) {
-        auto eq = l.find('=');
-        if (eq != std::string::npos) m[l.substr(0, eq)] = l.substr(eq + 1);
-    }
-    return m;
 }
 
 }  // namespace

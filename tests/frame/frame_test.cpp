@@ -19,6 +19,9 @@ using scenario::Result;
 
 namespace {
 
+using scenario::hasLine;
+using scenario::values;
+
 std::string scenarios() { return scenario::binDir() + "/frame_scenarios"; }
 
 Result run(const std::vector<std::string>& args, Options o = {}) {
@@ -27,21 +30,6 @@ Result run(const std::vector<std::string>& args, Options o = {}) {
 }
 
 // "key=value" lines of a scenario's stdout.
-std::map<std::string, std::string> values(const std::string& out) {
-    std::map<std::string, std::string> m;
-    for (auto& l : scenario::lines(out)) {
-        auto eq = l.find('=');
-        if (eq != std::string::npos && l.find(' ') > eq) m[l.substr(0, eq)] = l.substr(eq + 1);
-    }
-    return m;
-}
-
-bool hasLine(const std::string& text, const std::string& line) {
-    for (auto& l : scenario::lines(text))
-        if (l == line) return true;
-    return false;
-}
-
 int currentYear() {
     time_t t = time(nullptr);
     struct tm tm;

@@ -130,4 +130,19 @@ std::vector<std::string> lines(const std::string& text) {
     return v;
 }
 
+bool hasLine(const std::string& text, const std::string& line) {
+    for (auto& l : lines(text))
+        if (l == line) return true;
+    return false;
+}
+
+std::map<std::string, std::string> values(const std::string& out) {
+    std::map<std::string, std::string> m;
+    for (auto& l : lines(out)) {
+        auto eq = l.find('=');
+        if (eq != std::string::npos && l.find(' ') > eq) m[l.substr(0, eq)] = l.substr(eq + 1);
+    }
+    return m;
+}
+
 }  // namespace scenario

@@ -38,4 +38,10 @@ std::string sourceDir();
 // Lines of text.
 std::vector<std::string> lines(const std::string& text);
 
+// Whether text has this line exactly.
+bool hasLine(const std::string& text, const std::string& line);
+
+// The "key=value" lines of a scenario's output (a key holds no blank).
+std::map<std::string, std::string> values(const std::string& out);
+
 }  // namespace scenario
