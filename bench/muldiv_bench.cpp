@@ -7,6 +7,8 @@
 // beside the cpu_time of the benchmarks above.
 
 #include <benchmark/benchmark.h>
+
+#include "reference.h"
 #include <spawn.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -96,36 +98,8 @@ void BM_ShiftRoundOddPacked(benchmark::State& s) {
 BENCHMARK(BM_ShiftRoundOddPacked);
 
 #ifdef KVR2_MULDIVREF
-// CPU seconds of one run of the reference program (user and system, from
-// the child's resource usage: on a shared machine wall time mostly
-// measures the neighbours).
-double runReference(const char* mode, long count) {
-    const std::string n = std::to_string(count);
-    char* argv[] = {const_cast<char*>(KVR2_MULDIVREF), const_cast<char*>(mode), const_cast<char*>(n.c_str()),
-                    nullptr};
-    posix_spawn_file_actions_t fa;
-    posix_spawn_file_actions_init(&fa);
-    posix_spawn_file_actions_addopen(&fa, 1, "/dev/null", 1, 0);
-    pid_t pid;
-    if (posix_spawn(&pid, KVR2_MULDIVREF, &fa, nullptr, argv, environ) != 0) return -1;
-    int status;
-    struct rusage ru;
-    wait4(pid, &status, 0, &ru);
-    posix_spawn_file_actions_destroy(&fa);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return -1;
-    auto sec = [](const timeval& t) { return double(t.tv_sec) + double(t.tv_usec) * 1e-6; };
-    return sec(ru.ru_utime) + sec(ru.ru_stime);
-}
 void reference(benchmark::State& s, const char* mode, long count) {
-    for (auto _ : s) {
-        const double t = runReference(mode, count), base = runReference("loop", count);
-        if (t < 0 || base < 0) {
-            s.SkipWithError("reference program failed");
-            return;
-        }
-        s.SetIterationTime((t - base) / double(count));
-        s.counters["with_loop_ns"] = t / double(count) * 1e9;
-    }
+    kvr2bench::reference(s, KVR2_MULDIVREF, mode, count);
 }
 void BM_Reference_Multiply15(benchmark::State& s) { reference(s, "mpy15", 2000000); }
 void BM_Reference_Multiply31(benchmark::State& s) { reference(s, "mpy31", 1000000); }
