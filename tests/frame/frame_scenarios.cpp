@@ -306,6 +306,32 @@ int hostInit() {
     return 0;
 }
 
+// The monitor's end of a task (a STOP RUN that lands in the task's
+// epilogue) and its cancel (the run unit ends and the task goes on), and
+// the upper-case names of the host entries.
+int monitorEnds(const char* which) {
+    static Program task("TASK", reinterpret_cast<void*>(&monitorEnds));
+    std::string w = which;
+    uint32_t rc = 99;
+    if (w == "names") {
+        ZVKCOBOLINIT(7, nullptr, &rc, 0);
+        showInt("init.rc", rc);
+        rc = 99;
+        ZVKCOBOLTERM(5, &rc);
+        showInt("term.rc", rc);
+        ZVKABORT();
+        return 0;
+    }
+    _zvk_cpm_init(host::msg, 0x99);
+    COBOL_MAIN(task, {
+        if (w == "exit") _zvk_cpm_exit();
+        if (w == "cancel") _zvk_cpm_cancel();
+        printf("after %s\n", which);
+    });
+    showInt("runcom.after", _zvkProccom->runcom != nullptr);
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -324,6 +350,7 @@ int main(int argc, char** argv) {
     else if (s == "stoprun") rc = stopRun(arg);
     else if (s == "contention") rc = contention();
     else if (s == "hostinit") rc = hostInit();
+    else if (s == "monitor") rc = monitorEnds(arg);
     fflush(stdout);
     return rc;
 }

@@ -440,3 +440,25 @@ TEST_F(CatalogPlacement, LocaleFallbackFindsTheCatalogUnderC) {
     EXPECT_EQ(r.exitCode, 0) << r.err;
     EXPECT_EQ(r.err, "ZVK171W  Runtime option FOO is not known and is ignored.\n\n");
 }
+
+TEST(HostRouting, MonitorEndsTheTaskOrCancelsIt) {
+    Result r = run({"monitor", "exit"});
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_TRUE(hasLine(r.out, "epilogue 1")) << r.out;   // STOP RUN with status 1
+    EXPECT_FALSE(hasLine(r.out, "after exit"));
+    EXPECT_EQ(values(r.out)["runcom.after"], "0");
+    r = run({"monitor", "cancel"});
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_TRUE(hasLine(r.out, "after cancel")) << r.out;   // the caller goes on
+    EXPECT_TRUE(hasLine(r.out, "epilogue 0"));
+    EXPECT_EQ(values(r.out)["runcom.after"], "0");
+}
+
+TEST(HostRouting, UpperCaseNamesAreTheSameEntries) {
+    Result r = run({"monitor", "names"});
+    auto v = values(r.out);
+    EXPECT_EQ(v["init.rc"], "1");
+    EXPECT_EQ(v["term.rc"], "1");
+    EXPECT_EQ(r.signal, SIGABRT);   // ZVKABORT is ZVKABEND
+    EXPECT_NE(r.err.find("ZVK901C  ZVK901S Program exits due to severe or critical error."), std::string::npos) << r.err;
+}
