@@ -151,56 +151,53 @@ inline void storeQuads(uint8_t* e, int L, int m, uint16_t lo, uint16_t hi) {
     }
 }
 
-// Operands of at most sixteen bytes (31 digits), the common case, with a
-// product of at most 32 bytes: the limb count is fixed at compile time,
-// so that every loop below unrolls and the columns are summed without
-// bounds tests.  The item is right-aligned behind zero bytes first, so
-// that pair j (from the units) is x[22 - j] for every j up to 15.
-inline void rightAlign(const uint8_t* p, int b, uint8_t* x) {
-    const u128 v = loadLeft<u128>(p, b) >> (128 - 8 * b);
-    memset(x, 0, 8);
-    storeBe<uint64_t>(x + 8, static_cast<uint64_t>(v >> 64));
-    storeBe<uint64_t>(x + 16, static_cast<uint64_t>(v));
+// ---- items of up to sixteen bytes, by value ----
+//
+// An item whose every digit nibble is 0 to 9 and whose sign nibble is
+// above 9 (what validation passes without a scan) is read eight bytes at
+// a time as one number: its value times ten, the sign nibble counting as
+// the units' 0, exactly the base-100 form that the digit rounds work on.
+// Its limbs of eight digits multiply column by column; a division takes
+// two machine divisions of the value.  Digits go back into packed bytes
+// four at a time through the quad table.  Anything else is not taken here
+// and goes the digit-round way, whose results for plain items these are.
+
+// Sixteen digit nibbles, big-endian in a word, to two limbs of eight
+// digits in the word's halves (the first eight digits in the upper half).
+inline uint64_t limbPair(uint64_t x) {
+    x -= 6 * ((x >> 4) & 0x0F0F0F0F0F0F0F0Full);      // bytes 0..99
+    x -= 156 * ((x >> 8) & 0x00FF00FF00FF00FFull);    // 16 bits 0..9999
+    x -= 55536 * ((x >> 16) & 0x0000FFFF0000FFFFull);  // 32 bits 0..10^8 - 1
+    return x;
 }
-inline uint64_t limbAt(const uint8_t* x, int m) {
-    const uint8_t* q = x + 22 - 4 * m;
-    return T[q[0]] + 100u * T[q[-1]] + 10000u * T[q[-2]] + 1000000ull * T[q[-3]];
+inline uint64_t value16(uint64_t x) {
+    const uint64_t l = limbPair(x);
+    return (l >> 32) * 100000000 + (l & 0xFFFFFFFF);
+}
+// A limb (below 10^8) as eight packed digits; a value below 10^16 as
+// sixteen.
+inline uint32_t quad8(uint64_t limb) {
+    return uint32_t(kQuads.v[limb / 10000]) << 16 | kQuads.v[limb % 10000];
+}
+inline uint64_t packed16(uint64_t v) { return uint64_t(quad8(v / 100000000)) << 32 | quad8(v % 100000000); }
+
+// The item's b bytes (1 to sizeof(W)) right-aligned in W, its sign nibble
+// set aside; false when some digit nibble is above 9 or the sign nibble
+// is a digit.
+template <class W>
+inline bool plainItem(const uint8_t* p, int b, W& x, unsigned& sign) {
+    x = loadLeft<W>(p, b) >> (8 * (int(sizeof(W)) - b));
+    sign = unsigned(x) & 0x0F;
+    x &= ~W(0x0F);
+    return sign > 9 && !hasNonDigit<W>(x);
 }
 
-// The whole product of the right-aligned items x1 and x2 (N limbs each at
-// most) into work[0, 64), ending with the units byte at work[63]: every
-// column is summed in 64 bits (N products below 1.6e16 each, times ten,
-// stays below 2^64) and the carries are taken once per column at the end.
-template <int N>
-void productSmall(const uint8_t* x1, const uint8_t* x2, uint8_t* work) {
-    constexpr uint64_t kBase = 100000000;
-    uint64_t a[N], b[N];
-#pragma GCC unroll 4
-    for (int m = 0; m < N; ++m) a[m] = limbAt(x1, m), b[m] = limbAt(x2, m);
-    const unsigned ua = x1[23] >> 4, ub = x2[23] >> 4, uv = ua * ub;
-    memset(work + 32, 0, 32);
-    work[63] = static_cast<uint8_t>((uv % 10) << 4);
-    uint64_t carry = uv / 10;
-#pragma GCC unroll 8
-    for (int m = 0; m < 2 * N; ++m) {
-        uint64_t c = 0;
-#pragma GCC unroll 4
-        for (int i = m < N ? 0 : m - N + 1; i <= (m < N ? m : N - 1); ++i) c += a[i] * b[m - i];
-        uint64_t s = 10 * c + carry;
-        if (m < N) s += ua * b[m] + ub * a[m];
-        const uint64_t limb = s % kBase;
-        carry = s / kBase;
-        storeBe<uint32_t>(work + 59 - 4 * m, uint32_t(kQuads.v[limb / 10000]) << 16 | kQuads.v[limb % 10000]);
-    }
-    // The last carry is one digit: the product has at most 16 N + 2.
-    storeBe<uint32_t>(work + 59 - 8 * N, kQuads.v[carry]);
-}
-
-// n bytes (1 to 32) from s to d, in two overlapping moves of one width.
+// n bytes (1 to 32) from s to d, in two overlapping moves of one width:
+// no call for the short copies of every product and quotient.
 inline void copyShort(uint8_t* d, const uint8_t* s, int n) {
     auto two = [&](auto w) {
         using W = decltype(w);
-        W x = loadLe<W>(s), y = loadLe<W>(s + n - sizeof(W));
+        const W x = loadLe<W>(s), y = loadLe<W>(s + n - sizeof(W));
         memcpy(d, &x, sizeof(W));
         memcpy(d + n - sizeof(W), &y, sizeof(W));
     };
@@ -209,6 +206,139 @@ inline void copyShort(uint8_t* d, const uint8_t* s, int n) {
     else if (n >= 4) two(uint32_t());
     else if (n >= 2) two(uint16_t());
     else *d = *s;
+}
+// The image img[0, n) (n up to 32) into d[0, db): its low-order db bytes,
+// or zero bytes before it.
+[[gnu::always_inline]] inline void placeImage(uint8_t* d, int db, const uint8_t* img, int n) {
+    if (db <= n) {
+        copyShort(d, img + n - db, db);
+    } else {
+        memset(d, 0, db - n);
+        memcpy(d + db - n, img, n);
+    }
+}
+[[gnu::always_inline]] inline void placeImage(uint8_t* d, int db, u128 v, int n) {
+    uint8_t buf[16];
+    storeBe<uint64_t>(buf, uint64_t(v >> 64));
+    storeBe<uint64_t>(buf + 8, uint64_t(v));
+    placeImage(d, db, buf + 16 - n, n);
+}
+
+// (hi 2^64 + lo) / v and its remainder, for hi below v: one machine
+// division.
+inline uint64_t divide128(uint64_t hi, uint64_t lo, uint64_t v, uint64_t& rem) {
+#if defined(__x86_64__)
+    uint64_t q;
+    __asm__("divq %4" : "=a"(q), "=d"(rem) : "a"(lo), "d"(hi), "rm"(v) : "cc");
+    return q;
+#else
+    const u128 n = (u128(hi) << 64) | lo;
+    rem = uint64_t(n % v);
+    return uint64_t(n / v);
+#endif
+}
+
+// The product of plain items a (limbs x) and b (limbs y), N limbs each,
+// low first, both times ten: the limbs of 100 ab, then its digits shifted
+// one nibble right, so that the units digit of ab stands in the high
+// nibble of the last byte.  The columns (N products below 10^16 each) are
+// summed and split each on its own, and the parts added across twice, so
+// that what runs from limb to limb is a carry of 0 or 1 alone.
+template <int N>
+inline void productByValue(const uint64_t* x, const uint64_t* y, uint8_t* d, int db, unsigned sign) {
+    constexpr uint64_t kBase = 100000000;
+    uint32_t limb[2 * N];
+    uint64_t carry = 0;
+#pragma GCC unroll 8
+    for (int m = 0; m < 2 * N; ++m) {
+        uint64_t c = carry;
+#pragma GCC unroll 4
+        for (int i = m < N ? 0 : m - N + 1; i <= (m < N ? m : N - 1); ++i) c += x[i] * y[m - i];
+        carry = c / kBase, limb[m] = uint32_t(c % kBase);
+    }
+    uint64_t w[N];  // packed digits, sixteen a word, low word first
+#pragma GCC unroll 4
+    for (int k = 0; k < N; ++k) w[k] = uint64_t(quad8(limb[2 * k + 1])) << 32 | quad8(limb[2 * k]);
+    // Shifted one nibble right, the product loses its last digit, a 0 of
+    // the hundred, and that nibble takes the sign.
+    uint8_t buf[8 * N];
+#pragma GCC unroll 4
+    for (int k = 0; k < N; ++k) {
+        uint64_t v = w[k] >> 4;
+        if (k + 1 < N) v |= w[k + 1] << 60;
+        if (k == 0) v |= sign;
+        storeBe<uint64_t>(buf + 8 * (N - 1 - k), v);
+    }
+    placeImage(d, db, buf, 8 * N);
+}
+
+// Packed multiplication of plain items of up to sixteen bytes; false: not
+// this path.  The destination may be one of the operands: both are read
+// before it is written.
+inline bool multiplyByValue(const uint8_t* p1, int b1, const uint8_t* p2, int b2, uint8_t* d, int32_t dstDigits) {
+    if (b1 > 16 || b2 > 16) return false;
+    const int db = packedBytes(dstDigits);
+    auto sign = [](unsigned s1, unsigned s2) -> unsigned {
+        return packedNegative(uint8_t(s1)) != packedNegative(uint8_t(s2)) ? 0x0D : 0x0C;
+    };
+    unsigned s1, s2;
+    if (b1 <= 8 && b2 <= 8) {
+        uint64_t v1, v2;
+        if (!plainItem(p1, b1, v1, s1) || !plainItem(p2, b2, v2, s2)) return false;
+        const uint64_t l1 = limbPair(v1), l2 = limbPair(v2);
+        const uint64_t x[2] = {l1 & 0xFFFFFFFF, l1 >> 32}, y[2] = {l2 & 0xFFFFFFFF, l2 >> 32};
+        if (b1 <= 4 && b2 <= 4) productByValue<1>(x, y, d, db, sign(s1, s2));
+        else productByValue<2>(x, y, d, db, sign(s1, s2));
+    } else {
+        u128 v1, v2;
+        if (!plainItem(p1, b1, v1, s1) || !plainItem(p2, b2, v2, s2)) return false;
+        const uint64_t l1 = limbPair(uint64_t(v1)), h1 = limbPair(uint64_t(v1 >> 64));
+        const uint64_t l2 = limbPair(uint64_t(v2)), h2 = limbPair(uint64_t(v2 >> 64));
+        const uint64_t x[4] = {l1 & 0xFFFFFFFF, l1 >> 32, h1 & 0xFFFFFFFF, h1 >> 32};
+        const uint64_t y[4] = {l2 & 0xFFFFFFFF, l2 >> 32, h2 & 0xFFFFFFFF, h2 >> 32};
+        if (b1 <= 12 && b2 <= 12) productByValue<3>(x, y, d, db, sign(s1, s2));
+        else productByValue<4>(x, y, d, db, sign(s1, s2));
+    }
+    if ((digitsOf(dstDigits) & 1) == 0) d[0] &= 0x0F;
+    return true;
+}
+
+// Packed division of a plain dividend of up to sixteen bytes by a plain
+// nonzero divisor of up to eight, where the dividend's magnitude is above
+// the divisor's (the long path).  Returns 1, or -1: not this path.
+inline int divideByValue(const uint8_t* p, int pb, const uint8_t* v, int vb, uint8_t* q, int32_t quotientDigits,
+                         uint8_t* r, int32_t remainderDigits) {
+    if (pb > 16 || vb > 8) return -1;
+    u128 a;
+    uint64_t b;
+    unsigned sa, sb;
+    if (!plainItem(p, pb, a, sa) || !plainItem(v, vb, b, sb)) return -1;
+    // Both times ten: the dividend as hi 10^16 + lo.
+    const uint64_t hi = value16(uint64_t(a >> 64)), lo = value16(uint64_t(a)), y = value16(b);
+    if (y == 0 || (hi == 0 && lo <= y)) return -1;
+    uint64_t qh = 0, ql, rest;
+    if (hi == 0) {
+        ql = lo / y, rest = lo % y;
+    } else {
+        qh = hi / y;
+        const u128 n = u128(hi % y) * 10000000000000000ull + lo;  // below y 10^16
+        ql = divide128(uint64_t(n >> 64), uint64_t(n), y, rest);
+    }
+    const bool negA = packedNegative(uint8_t(sa)), negB = packedNegative(uint8_t(sb));
+    if (q) {
+        // The quotient has at most 31 digits: shifted one nibble left its
+        // top nibble is free, and its last takes the sign.  The top nibble
+        // of an even digit count is not cleared.
+        const u128 digits = (u128(packed16(qh)) << 64) | packed16(ql);
+        placeImage(q, packedBytes(quotientDigits), (digits << 4) | (negA != negB ? 0x0D : 0x0C), 16);
+    }
+    if (r) {
+        // The remainder times ten: its last nibble is free for the sign.
+        const int rb = packedBytes(remainderDigits);
+        placeImage(r, rb, packed16(rest) | (negA ? 0x0D : 0x0C), 8);
+        if ((digitsOf(remainderDigits) & 1) == 0) r[0] &= 0x0F;
+    }
+    return 1;
 }
 
 inline int significantDigits(const uint8_t* p, int b) { return (b == 1 || (p[0] >> 4)) ? 2 * b - 1 : 2 * b - 2; }
@@ -405,6 +535,7 @@ int zvkBcdMulPacked(const void* op1, int32_t op1Digits, const void* op2, int32_t
     const uint8_t* p2 = static_cast<const uint8_t*>(op2);
     uint8_t* d = static_cast<uint8_t*>(dst);
     int b1 = packedBytes(op1Digits), b2 = packedBytes(op2Digits);
+    if (multiplyByValue(p1, b1, p2, b2, d, dstDigits)) return 1;
     const int db = packedBytes(dstDigits);
     const bool negative = packedNegative(p1[b1 - 1]) != packedNegative(p2[b2 - 1]);
     while (b1 > 1 && *p1 == 0) ++p1, --b1;
@@ -415,25 +546,6 @@ int zvkBcdMulPacked(const void* op1, int32_t op1Digits, const void* op2, int32_t
     if (b2 > db) p2 += b2 - db, b2 = db, e2 = digitsOf(dstDigits);
     if (b1 > kMaxPairs + 1) p1 += b1 - (kMaxPairs + 1), b1 = kMaxPairs + 1;
     if (b2 > kMaxPairs + 1) p2 += b2 - (kMaxPairs + 1), b2 = kMaxPairs + 1;
-    if (b1 <= 16 && b2 <= 16 && db <= 32) {
-        uint8_t x1[24], x2[24];
-        rightAlign(p1, b1, x1);
-        rightAlign(p2, b2, x2);
-        const int n = (b1 > b2 ? b1 : b2) + 2;  // limbs: (bytes - 1 + 3) / 4, one at least
-        uint8_t* work = packedScratch;
-        switch (n >> 2) {
-            case 0:
-            case 1: productSmall<1>(x1, x2, work); break;
-            case 2: productSmall<2>(x1, x2, work); break;
-            case 3: productSmall<3>(x1, x2, work); break;
-            default: productSmall<4>(x1, x2, work); break;
-        }
-        // Both operands are read: the destination may be one of them.
-        copyShort(d, work + 64 - db, db);
-        d[db - 1] = static_cast<uint8_t>((d[db - 1] & 0xF0) | (negative ? 0x0D : 0x0C));
-        if ((digitsOf(dstDigits) & 1) == 0) d[0] &= 0x0F;
-        return 1;
-    }
     Pairs a, b;
     packedPairs(p1, b1, a);
     packedPairs(p2, b2, b);
@@ -505,6 +617,8 @@ int zvkBcdDivPacked(const void* dividend, int32_t dividendDigits, const void* di
     uint8_t* q = static_cast<uint8_t*>(quotient);
     uint8_t* r = static_cast<uint8_t*>(remainder);
     int pb = packedBytes(dividendDigits), vb = packedBytes(divisorDigits);
+    const int byValue = divideByValue(p, pb, v, vb, q, quotientDigits, r, remainderDigits);
+    if (byValue >= 0) return byValue;
     const int qb = packedBytes(quotientDigits), rb = packedBytes(remainderDigits);
     const bool negD = packedNegative(p[pb - 1]), negV = packedNegative(v[vb - 1]);
     while (pb > 1 && *p == 0) ++p, --pb;
@@ -623,7 +737,7 @@ int zvkBcdDivZoned(const void* dividend, int32_t dividendDigits, const void* div
 namespace {
 
 template <Form F>
-void* multiply(const char* title, const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+[[gnu::noinline]] void* multiply(const char* title, const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
     const uint32_t m = mode();
     if (m & kBcdDebug) [[unlikely]] {
         dumpTitle(title);
@@ -659,7 +773,7 @@ inline void strip(const void*& op, int32_t& n) {
 
 // title null: an entry without a dump.
 template <Form F>
-int division(const char* title, const void* op1, const void* op2, void* quotient, void* remainder, int32_t rd,
+[[gnu::noinline]] int division(const char* title, const void* op1, const void* op2, void* quotient, void* remainder, int32_t rd,
              int32_t qd, int32_t d2, int32_t d1) {
     const uint32_t m = mode();
     const bool dump = title && (m & kBcdDebug);
@@ -690,17 +804,33 @@ int division(const char* title, const void* op1, const void* op2, void* quotient
     return result;
 }
 
+// The packed entries take plain items by value before any frame: plain
+// items are valid, a plain nonzero divisor needs no zero test, and with
+// no dump asked for the result is the whole call.
+inline const uint8_t* bytes(const void* p) { return static_cast<const uint8_t*>(p); }
+inline uint8_t* bytes(void* p) { return static_cast<uint8_t*>(p); }
+inline bool quick() { return !(mode() & kBcdDebug); }
+inline bool quickDivide(const void* op1, const void* op2, void* quotient, void* remainder, int32_t rd, int32_t qd,
+                        int32_t d2, int32_t d1) {
+    return quick() && divideByValue(bytes(op1), packedBytes(d1), bytes(op2), packedBytes(d2), bytes(quotient), qd,
+                                    bytes(remainder), rd) >= 0;
+}
+
 }  // namespace
 
 extern "C" {
 
 KVR2_API void* _zvkcBCD_MPY_Pckd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+    if (quick() && multiplyByValue(bytes(op1), packedBytes(d1), bytes(op2), packedBytes(d2), bytes(dst), dd))
+        [[likely]] return dst;
     return multiply<Form::Pckd>("mpy packed...", op1, op2, dst, dd, d2, d1);
 }
 KVR2_API void* _zvkcBCD_MPY_Znd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
     return multiply<Form::TO>("mpy zoned...", op1, op2, dst, dd, d2, d1);
 }
 KVR2_API void* _zvkcBCD_DIV_Pckd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+    if (quickDivide(op1, op2, dst, nullptr, 0, dd, d2, d1)) [[likely]]
+        return dst;
     division<Form::Pckd>("div packed...", op1, op2, dst, nullptr, 0, dd, d2, d1);
     return dst;
 }
@@ -710,6 +840,8 @@ KVR2_API void* _zvkcBCD_DIV_Znd(const void* op1, const void* op2, void* dst, int
 }
 KVR2_API int _zvkcBCD_DIVR_Pckd(const void* op1, const void* op2, void* quotient, void* remainder, int32_t rd,
                                 int32_t qd, int32_t d2, int32_t d1) {
+    if (quickDivide(op1, op2, quotient, remainder, rd, qd, d2, d1)) [[likely]]
+        return 1;
     return division<Form::Pckd>("div packed remainder...", op1, op2, quotient, remainder, rd, qd, d2, d1);
 }
 KVR2_API void* _zvkcBCD_DIVR_Znd(const void* op1, const void* op2, void* quotient, void* remainder, int32_t rd,
@@ -718,6 +850,8 @@ KVR2_API void* _zvkcBCD_DIVR_Znd(const void* op1, const void* op2, void* quotien
     return quotient;
 }
 KVR2_API void* _zvkcBCD_MOD_Pckd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+    if (quickDivide(op1, op2, nullptr, dst, dd, 0, d2, d1)) [[likely]]
+        return dst;
     division<Form::Pckd>("mod packed...", op1, op2, nullptr, dst, dd, 0, d2, d1);
     return dst;
 }
