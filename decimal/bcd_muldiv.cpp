@@ -18,6 +18,7 @@
 // 100 is one binary subtraction and a correction of the borrowing bytes.
 
 #include <cstring>
+#include <type_traits>
 
 #include "decimal/frame.h"
 #include "decimal/muldiv.h"
@@ -207,21 +208,26 @@ inline void copyShort(uint8_t* d, const uint8_t* s, int n) {
     else if (n >= 2) two(uint16_t());
     else *d = *s;
 }
-// The image img[0, n) (n up to 32) into d[0, db): its low-order db bytes,
-// or zero bytes before it.
-[[gnu::always_inline]] inline void placeImage(uint8_t* d, int db, const uint8_t* img, int n) {
-    if (db <= n) {
-        copyShort(d, img + n - db, db);
-    } else {
-        memset(d, 0, db - n);
-        memcpy(d + db - n, img, n);
+// A packed image of N words (w[0] the low-order eight bytes, each a
+// big-endian number) into d[0, db): its low-order db bytes, or zero bytes
+// before it.  Stored straight from the words, never through a buffer
+// that a wider load would read back.
+template <int N>
+[[gnu::always_inline]] inline void placeImage(uint8_t* d, int db, const uint64_t* w) {
+    static constexpr uint8_t kZeros[32] = {};
+    int left = db;
+#pragma GCC unroll 4
+    for (int k = 0; k < N; ++k) {
+        if (left >= 8) {
+            storeBe<uint64_t>(d + left - 8, w[k]);
+            left -= 8;
+        } else {
+            if (left > 0) storeLeft<uint64_t>(d, left, w[k] << (64 - 8 * left));
+            return;
+        }
     }
-}
-[[gnu::always_inline]] inline void placeImage(uint8_t* d, int db, u128 v, int n) {
-    uint8_t buf[16];
-    storeBe<uint64_t>(buf, uint64_t(v >> 64));
-    storeBe<uint64_t>(buf + 8, uint64_t(v));
-    placeImage(d, db, buf + 16 - n, n);
+    if (left > 32) memset(d, 0, left);
+    else if (left > 0) copyShort(d, kZeros, left);
 }
 
 // (hi 2^64 + lo) / v and its remainder, for hi below v: one machine
@@ -261,46 +267,53 @@ inline void productByValue(const uint64_t* x, const uint64_t* y, uint8_t* d, int
     for (int k = 0; k < N; ++k) w[k] = uint64_t(quad8(limb[2 * k + 1])) << 32 | quad8(limb[2 * k]);
     // Shifted one nibble right, the product loses its last digit, a 0 of
     // the hundred, and that nibble takes the sign.
-    uint8_t buf[8 * N];
+    uint64_t image[N];
 #pragma GCC unroll 4
     for (int k = 0; k < N; ++k) {
-        uint64_t v = w[k] >> 4;
-        if (k + 1 < N) v |= w[k + 1] << 60;
-        if (k == 0) v |= sign;
-        storeBe<uint64_t>(buf + 8 * (N - 1 - k), v);
+        image[k] = w[k] >> 4;
+        if (k + 1 < N) image[k] |= w[k + 1] << 60;
     }
-    placeImage(d, db, buf, 8 * N);
+    image[0] |= sign;
+    placeImage<N>(d, db, image);
 }
 
-// Packed multiplication of plain items of up to sixteen bytes; false: not
+// Packed multiplication of plain items of up to 4 N bytes; false: not
 // this path.  The destination may be one of the operands: both are read
 // before it is written.
-inline bool multiplyByValue(const uint8_t* p1, int b1, const uint8_t* p2, int b2, uint8_t* d, int32_t dstDigits) {
-    if (b1 > 16 || b2 > 16) return false;
-    const int db = packedBytes(dstDigits);
-    auto sign = [](unsigned s1, unsigned s2) -> unsigned {
-        return packedNegative(uint8_t(s1)) != packedNegative(uint8_t(s2)) ? 0x0D : 0x0C;
-    };
+template <int N>
+[[gnu::always_inline]] inline bool multiplyPlain(const uint8_t* p1, int b1, const uint8_t* p2, int b2, uint8_t* d,
+                                                 int32_t dstDigits) {
+    using W = std::conditional_t<(N <= 2), uint64_t, u128>;
+    W v1, v2;
     unsigned s1, s2;
-    if (b1 <= 8 && b2 <= 8) {
-        uint64_t v1, v2;
-        if (!plainItem(p1, b1, v1, s1) || !plainItem(p2, b2, v2, s2)) return false;
-        const uint64_t l1 = limbPair(v1), l2 = limbPair(v2);
-        const uint64_t x[2] = {l1 & 0xFFFFFFFF, l1 >> 32}, y[2] = {l2 & 0xFFFFFFFF, l2 >> 32};
-        if (b1 <= 4 && b2 <= 4) productByValue<1>(x, y, d, db, sign(s1, s2));
-        else productByValue<2>(x, y, d, db, sign(s1, s2));
-    } else {
-        u128 v1, v2;
-        if (!plainItem(p1, b1, v1, s1) || !plainItem(p2, b2, v2, s2)) return false;
-        const uint64_t l1 = limbPair(uint64_t(v1)), h1 = limbPair(uint64_t(v1 >> 64));
-        const uint64_t l2 = limbPair(uint64_t(v2)), h2 = limbPair(uint64_t(v2 >> 64));
-        const uint64_t x[4] = {l1 & 0xFFFFFFFF, l1 >> 32, h1 & 0xFFFFFFFF, h1 >> 32};
-        const uint64_t y[4] = {l2 & 0xFFFFFFFF, l2 >> 32, h2 & 0xFFFFFFFF, h2 >> 32};
-        if (b1 <= 12 && b2 <= 12) productByValue<3>(x, y, d, db, sign(s1, s2));
-        else productByValue<4>(x, y, d, db, sign(s1, s2));
+    if (!plainItem(p1, b1, v1, s1) || !plainItem(p2, b2, v2, s2)) return false;
+    uint64_t x[4], y[4];
+    const uint64_t l1 = limbPair(uint64_t(v1)), l2 = limbPair(uint64_t(v2));
+    x[0] = l1 & 0xFFFFFFFF, x[1] = l1 >> 32, y[0] = l2 & 0xFFFFFFFF, y[1] = l2 >> 32;
+    if constexpr (N > 2) {
+        const uint64_t h1 = limbPair(uint64_t(v1 >> 64)), h2 = limbPair(uint64_t(v2 >> 64));
+        x[2] = h1 & 0xFFFFFFFF, x[3] = h1 >> 32, y[2] = h2 & 0xFFFFFFFF, y[3] = h2 >> 32;
     }
+    const bool negative = packedNegative(uint8_t(s1)) != packedNegative(uint8_t(s2));
+    productByValue<N>(x, y, d, packedBytes(dstDigits), negative ? 0x0D : 0x0C);
     if ((digitsOf(dstDigits) & 1) == 0) d[0] &= 0x0F;
     return true;
+}
+template <int N>
+[[gnu::noinline]] bool multiplyPlainOut(const uint8_t* p1, int b1, const uint8_t* p2, int b2, uint8_t* d,
+                                        int32_t dstDigits) {
+    return multiplyPlain<N>(p1, b1, p2, b2, d, dstDigits);
+}
+// The limbs an item of b bytes (1 to 16) takes: four bytes a limb.
+inline int limbsFor(int b1, int b2) { return ((b1 > b2 ? b1 : b2) + 3) >> 2; }
+inline bool multiplyByValue(const uint8_t* p1, int b1, const uint8_t* p2, int b2, uint8_t* d, int32_t dstDigits) {
+    switch (limbsFor(b1, b2)) {
+        case 1: return multiplyPlainOut<1>(p1, b1, p2, b2, d, dstDigits);
+        case 2: return multiplyPlainOut<2>(p1, b1, p2, b2, d, dstDigits);
+        case 3: return multiplyPlainOut<3>(p1, b1, p2, b2, d, dstDigits);
+        case 4: return multiplyPlainOut<4>(p1, b1, p2, b2, d, dstDigits);
+    }
+    return false;
 }
 
 // Packed division of a plain dividend of up to sixteen bytes by a plain
@@ -329,13 +342,15 @@ inline int divideByValue(const uint8_t* p, int pb, const uint8_t* v, int vb, uin
         // The quotient has at most 31 digits: shifted one nibble left its
         // top nibble is free, and its last takes the sign.  The top nibble
         // of an even digit count is not cleared.
-        const u128 digits = (u128(packed16(qh)) << 64) | packed16(ql);
-        placeImage(q, packedBytes(quotientDigits), (digits << 4) | (negA != negB ? 0x0D : 0x0C), 16);
+        const uint64_t hiDigits = packed16(qh), loDigits = packed16(ql);
+        const uint64_t image[2] = {loDigits << 4 | (negA != negB ? 0x0D : 0x0C), hiDigits << 4 | loDigits >> 60};
+        placeImage<2>(q, packedBytes(quotientDigits), image);
     }
     if (r) {
         // The remainder times ten: its last nibble is free for the sign.
         const int rb = packedBytes(remainderDigits);
-        placeImage(r, rb, packed16(rest) | (negA ? 0x0D : 0x0C), 8);
+        const uint64_t image[1] = {packed16(rest) | (negA ? 0x0D : 0x0C)};
+        placeImage<1>(r, rb, image);
         if ((digitsOf(remainderDigits) & 1) == 0) r[0] &= 0x0F;
     }
     return 1;
@@ -810,6 +825,16 @@ template <Form F>
 inline const uint8_t* bytes(const void* p) { return static_cast<const uint8_t*>(p); }
 inline uint8_t* bytes(void* p) { return static_cast<uint8_t*>(p); }
 inline bool quick() { return !(mode() & kBcdDebug); }
+
+// Multiply entry: the whole call by value, or the frame; both ends are
+// tail calls, so that the entry itself saves no registers.
+template <int N>
+[[gnu::noinline]] void* multiplyEntry(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2,
+                                      int32_t d1) {
+    if (multiplyPlain<N>(bytes(op1), packedBytes(d1), bytes(op2), packedBytes(d2), bytes(dst), dd)) [[likely]]
+        return dst;
+    return multiply<Form::Pckd>("mpy packed...", op1, op2, dst, dd, d2, d1);
+}
 inline bool quickDivide(const void* op1, const void* op2, void* quotient, void* remainder, int32_t rd, int32_t qd,
                         int32_t d2, int32_t d1) {
     return quick() && divideByValue(bytes(op1), packedBytes(d1), bytes(op2), packedBytes(d2), bytes(quotient), qd,
@@ -821,8 +846,14 @@ inline bool quickDivide(const void* op1, const void* op2, void* quotient, void* 
 extern "C" {
 
 KVR2_API void* _zvkcBCD_MPY_Pckd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
-    if (quick() && multiplyByValue(bytes(op1), packedBytes(d1), bytes(op2), packedBytes(d2), bytes(dst), dd))
-        [[likely]] return dst;
+    if (quick()) [[likely]] {
+        switch (limbsFor(packedBytes(d1), packedBytes(d2))) {
+            case 1: return multiplyEntry<1>(op1, op2, dst, dd, d2, d1);
+            case 2: return multiplyEntry<2>(op1, op2, dst, dd, d2, d1);
+            case 3: return multiplyEntry<3>(op1, op2, dst, dd, d2, d1);
+            case 4: return multiplyEntry<4>(op1, op2, dst, dd, d2, d1);
+        }
+    }
     return multiply<Form::Pckd>("mpy packed...", op1, op2, dst, dd, d2, d1);
 }
 KVR2_API void* _zvkcBCD_MPY_Znd(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
