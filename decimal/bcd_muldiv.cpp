@@ -177,10 +177,12 @@ inline uint64_t value16(uint64_t x) {
 }
 // A limb (below 10^8) as eight packed digits; a value below 10^16 as
 // sixteen.
-inline uint32_t quad8(uint64_t limb) {
+inline uint32_t quad8(uint32_t limb) {
     return uint32_t(kQuads.v[limb / 10000]) << 16 | kQuads.v[limb % 10000];
 }
-inline uint64_t packed16(uint64_t v) { return uint64_t(quad8(v / 100000000)) << 32 | quad8(v % 100000000); }
+inline uint64_t packed16(uint64_t v) {
+    return uint64_t(quad8(uint32_t(v / 100000000))) << 32 | quad8(uint32_t(v % 100000000));
+}
 
 // The item's b bytes (1 to sizeof(W)) right-aligned in W, its sign nibble
 // set aside; false when some digit nibble is above 9 or the sign nibble

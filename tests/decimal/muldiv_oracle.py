@@ -4,7 +4,7 @@ scaling through the built library, against Python's int and decimal.
 
 Usage: muldiv_oracle.py <libkvr2_64r.so> [cases per family]
 
-Operands of 1 to 31 digits (products into up to 62), values biased to the
+Operands of 1 to 31 digits (results into up to 80), values biased to the
 edges (zero, negative zero, all nines, powers of ten and their neighbours),
 every accepted sign spelling, every address alignment 0 to 7 for each
 operand and result.  Expectations follow this system's own rules, which
@@ -168,7 +168,7 @@ def aligns(i):
 
 def test_mpy(i):
     n1, n2 = digits(), digits()
-    nd = rng.choice((n1 + n2, rng.randrange(1, 63), rng.randrange(1, n1 + n2 + 1)))
+    nd = rng.choice((n1 + n2, rng.randrange(1, 63), rng.randrange(1, n1 + n2 + 1), rng.randrange(63, 81)))
     a, b = magnitude(n1), magnitude(n2)
     na, nb = rng.randrange(2) == 1, rng.randrange(2) == 1
     al = aligns(i)
@@ -230,7 +230,7 @@ def test_div(i):
     if rng.randrange(6) == 0 and n1 >= n2:
         a = b * rng.randrange(1, 10 ** (n1 - n2 + 1)) % 10 ** n1  # exact quotients
     na, nb = rng.randrange(2) == 1, rng.randrange(2) == 1
-    qd, rd = rng.randrange(1, 32), rng.randrange(1, 32)
+    qd, rd = (rng.randrange(1, 32) if rng.randrange(8) else rng.randrange(32, 81) for _ in range(2))
     op = ("DIV", "MOD", "DIVR")[i % 3]
     packed_form = (i // 3) % 2 == 0
     al = aligns(i)

@@ -137,6 +137,24 @@ TEST_F(MulDiv, OverpunchLettersDivideButDoNotMultiply) {
     EXPECT_EQ(text(p.bytes()), "13p");  // 12 * 10 + 10 = 130, negative
 }
 
+// Packed items with a nibble that is not a digit (let through with
+// validation off) take the pair table: a low nibble above 9 counts 0, a
+// high one makes the pair 100, and a digit in the sign nibble leaves the
+// item positive.  Items of every digit and a proper sign are taken by
+// value; these are not, and must come out as the table says.
+TEST_F(MulDiv, NonDigitNibblesGoByThePairTable) {
+    zvkBcdMode.store(kBcdNoValidate);
+    EXPECT_EQ(op(_zvkcBCD_MPY_Pckd, B({0x1A, 0x2C}), 3, B({0x3C}), 1, 5, 3), "00306c");  // 102 x 3
+    EXPECT_EQ(op(_zvkcBCD_MPY_Pckd, B({0xA1, 0x2C}), 3, B({0x3C}), 1, 5, 3), "03006c");  // 1002 x 3
+    EXPECT_EQ(op(_zvkcBCD_MPY_Pckd, B({0x12, 0x34}), 3, B({0x3D}), 1, 5, 3), "00369d");  // 123 x -3
+    // A digit in the dividend's sign nibble cannot change a quotient of
+    // whole pairs; the remainder's units stay in the high nibble.
+    const Divr d = divr(B({0x01, 0x99}), 3, B({0x2C}), 1, 3, 1);  // 19 / 2
+    EXPECT_EQ(d.result, 1);
+    EXPECT_EQ(d.q, "009c");
+    EXPECT_EQ(d.r, "1c");
+}
+
 // ---- work areas ----
 
 // 31 x 31 digits into 62: a digit estimate of 62, within the scratch.
