@@ -5,8 +5,7 @@
 // through the packed-to-value table; four pairs make a limb, so that one
 // multiplication takes four pairs of each operand.  The product above the
 // units is u1 Q2 + u2 Q1 + 10 Q1 Q2, column by column, and each pair of
-// it becomes one packed byte through the value-to-packed table.  The
-// item is never converted to binary.
+// it becomes one packed byte through the value-to-packed table.
 //
 // Division works in base 100 too, on the dividend and the divisor times
 // ten (the table reads a sign byte dS as 10 d).  Each round finds two
@@ -16,6 +15,11 @@
 // to sixteen pairs are held in one 128-bit word each, where a comparison
 // of digit strings is a comparison of numbers and a subtraction in base
 // 100 is one binary subtraction and a correction of the borrowing bytes.
+//
+// Packed items of up to sixteen bytes with nothing but digits and a sign
+// nibble, the everyday case, are taken as whole words instead (see "by
+// value" below): the same base, eight digits to a limb, with the carries
+// and the division done by the machine.
 
 #include <cstring>
 #include <type_traits>
@@ -247,11 +251,10 @@ inline uint64_t divide128(uint64_t hi, uint64_t lo, uint64_t v, uint64_t& rem) {
 }
 
 // The product of plain items a (limbs x) and b (limbs y), N limbs each,
-// low first, both times ten: the limbs of 100 ab, then its digits shifted
-// one nibble right, so that the units digit of ab stands in the high
-// nibble of the last byte.  The columns (N products below 10^16 each) are
-// summed and split each on its own, and the parts added across twice, so
-// that what runs from limb to limb is a carry of 0 or 1 alone.
+// low first, both times ten: the limbs of 100 ab, column by column (N
+// products below 10^16 and the carry stay below 2^64), then its digits
+// shifted one nibble right, so that the units digit of ab stands in the
+// high nibble of the last byte.
 template <int N>
 inline void productByValue(const uint64_t* x, const uint64_t* y, uint8_t* d, int db, unsigned sign) {
     constexpr uint64_t kBase = 100000000;
