@@ -2,15 +2,17 @@
 """Runs muldiv_bench with repetitions and prints, for the 15 x 15 and 31 x 31
 digit packed multiply, the 31 / 15 digit divide and the 15-digit rounding
 shift, the fastest repetition here and of the reference runtime, and their
-ratio.  On a shared machine the fastest repetition is the one least
-disturbed by the neighbours.  Usage: muldiv_ratios.py <muldiv_bench>
+ratio.  Repetitions of all benchmarks are interleaved at random, so that
+a busy spell of a shared machine falls on both sides, and the fastest
+repetition of each is the one least disturbed.  Usage: muldiv_ratios.py <muldiv_bench>
 [repetitions]"""
 import json
 import subprocess
 import sys
 
 reps = sys.argv[2] if len(sys.argv) > 2 else "9"
-out = subprocess.run([sys.argv[1], "--benchmark_format=json", f"--benchmark_repetitions={reps}"],
+out = subprocess.run([sys.argv[1], "--benchmark_format=json", f"--benchmark_repetitions={reps}",
+                      "--benchmark_enable_random_interleaving=true"],
                      check=True, capture_output=True, text=True).stdout
 best = {}
 for b in json.loads(out)["benchmarks"]:
