@@ -27,6 +27,7 @@
 
 #include "chardata/codepages.h"
 #include "frame/frame.h"
+#include "frame/hooks.h"
 #include "frame/storage.h"
 
 extern "C" size_t __ctype_get_mb_cur_max(void);
@@ -686,3 +687,8 @@ void zvkCodePageRelease(void) {
 }
 
 }  // extern "C"
+
+namespace {
+// Converters and tables go when the runtime ends.
+[[maybe_unused]] const bool hooked = (zvkAtRuntimeEnd(zvkCodePageRelease), true);
+}  // namespace

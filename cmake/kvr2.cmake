@@ -1,15 +1,31 @@
 # Build helpers shared by every subsystem directory.
 #
-# kvr2_subsystem(<name> <sources...>) makes one OBJECT library per subsystem;
-# the shared object and the static archive the tests link are both assembled
-# from the full list of them.
+# kvr2_subsystem(<name> [USES <lower subsystems...>] SOURCES <sources...>)
+# makes one OBJECT library per subsystem; the shared object and the static
+# archive the tests link are both assembled from the full list of them.
+#
+# Layers only look down.  A subsystem's sources see include/ (the public
+# headers), base/, their own folder and the folders named after USES, and
+# nothing else: each subsystem gets an include root of its own in the build
+# tree holding links to exactly those folders, so that an include of a
+# higher layer ("verbs/devices.h" from the frame) does not compile.
 
 set(KVR2_EXPORTS_FILE ${CMAKE_SOURCE_DIR}/cmake/exports.txt)
 set_property(DIRECTORY ${CMAKE_SOURCE_DIR} APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${KVR2_EXPORTS_FILE})
 
 function(kvr2_subsystem name)
-  add_library(kvr2_${name} OBJECT ${ARGN})
-  target_include_directories(kvr2_${name} PUBLIC ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR})
+  cmake_parse_arguments(S "" "" "USES;SOURCES" ${ARGN})
+  add_library(kvr2_${name} OBJECT ${S_SOURCES})
+  set(root ${CMAKE_BINARY_DIR}/layers/${name})
+  file(REMOVE_RECURSE ${root})
+  file(MAKE_DIRECTORY ${root})
+  get_filename_component(own ${CMAKE_CURRENT_SOURCE_DIR} NAME)
+  foreach(dir IN LISTS S_USES ITEMS base ${own})
+    if(NOT EXISTS ${root}/${dir})
+      file(CREATE_LINK ${CMAKE_SOURCE_DIR}/${dir} ${root}/${dir} SYMBOLIC)
+    endif()
+  endforeach()
+  target_include_directories(kvr2_${name} PRIVATE ${CMAKE_SOURCE_DIR}/include ${root})
   target_compile_options(kvr2_${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
   set_property(GLOBAL APPEND PROPERTY KVR2_OBJECT_LIBS kvr2_${name})
 endfunction()

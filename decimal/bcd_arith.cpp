@@ -28,7 +28,6 @@ inline void skipZeroBytes(const uint8_t*& p, int& b) {
 inline void skipZeroDigits(const uint8_t*& p, int& n) {
     while (n > 1 && (*p & 0x0F) == 0) ++p, --n;
 }
-inline int significantDigits(const uint8_t* p, int b) { return (b == 1 || (p[0] >> 4)) ? 2 * b - 1 : 2 * b - 2; }
 
 // The byte step: two packed bytes and a carry, decimal.
 inline uint8_t addByte(unsigned a, unsigned b, unsigned& carry) {

@@ -12,32 +12,16 @@ std::atomic<uint32_t> zvkBcdMode{kBcdUnread};
 
 namespace bcd {
 
-constexpr uint8_t decodeEntry(int b) {
-    const int zone = b & 0xF0, low = b & 0x0F;
-    if (b >= 0x30 && b <= 0x39) return static_cast<uint8_t>(low);
-    if (b >= 0x70 && b <= 0x79) return static_cast<uint8_t>(0x80 | low);
-    if (b == 0x7B) return 0;
-    if (b == 0x7D) return 0x80;
-    if (b >= 0x41 && b <= 0x49) return static_cast<uint8_t>(b - 0x40);
-    if (b >= 0x4A && b <= 0x52) return static_cast<uint8_t>(0x80 | (b - 0x49));
-    if (b == 0x00 || b == 0x20) return 0;
-    if (zone == 0xD0 && low <= 9) return static_cast<uint8_t>(0x80 | low);
-    return static_cast<uint8_t>(low);
-}
-
 template <class F>
 constexpr auto table(F f) {
     struct T { uint8_t v[256]; } t{};
     for (int i = 0; i < 256; ++i) t.v[i] = f(i);
     return t;
 }
-constexpr auto kDecode = table(decodeEntry);
-const uint8_t kZonedDecode[256] = {
 #define R(t, i) t.v[i], t.v[i + 1], t.v[i + 2], t.v[i + 3]
 #define R16(t, i) R(t, i), R(t, i + 4), R(t, i + 8), R(t, i + 12)
 #define R256(t) R16(t, 0), R16(t, 16), R16(t, 32), R16(t, 48), R16(t, 64), R16(t, 80), R16(t, 96), R16(t, 112), \
     R16(t, 128), R16(t, 144), R16(t, 160), R16(t, 176), R16(t, 192), R16(t, 208), R16(t, 224), R16(t, 240)
-    R256(kDecode)};
 
 constexpr uint8_t tEntry(int b) {
     const int hi = b >> 4, lo = b & 0x0F;

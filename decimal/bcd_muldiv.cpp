@@ -361,7 +361,6 @@ inline int divideByValue(const uint8_t* p, int pb, const uint8_t* v, int vb, uin
     return 1;
 }
 
-inline int significantDigits(const uint8_t* p, int b) { return (b == 1 || (p[0] >> 4)) ? 2 * b - 1 : 2 * b - 2; }
 
 // ---- division ----
 

@@ -16,7 +16,6 @@ namespace {
 const uint8_t* const T = zvkBcdT;
 const uint8_t* const P = zvkBcdP;
 
-inline int significantDigits(const uint8_t* p, int b) { return (b == 1 || (p[0] >> 4)) ? 2 * b - 1 : 2 * b - 2; }
 
 inline void packedZero(uint8_t* d, int db) {
     memset(d, 0, db);

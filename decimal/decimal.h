@@ -10,6 +10,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "base/numeric_items.h"
+
 // ---- mode word ----
 // Bits of zvkBcdMode.
 enum : uint32_t {
@@ -83,20 +85,16 @@ inline uint32_t mode() {
     return m;
 }
 
-constexpr int digitsOf(int32_t n) { return n < 0 ? 0 : n; }
-constexpr int packedBytes(int32_t n) { return (digitsOf(n) >> 1) + 1; }
-inline bool packedNegative(uint8_t last) { return (last & 0x0F) == 0x0B || (last & 0x0F) == 0x0D; }
+using base::digitsOf;
+using base::packedBytes;
+using base::packedNegative;
+using base::significantDigits;
 
 // The overpunch table: digit in the low bits, 0x80 for a negative sign.
-extern const uint8_t kZonedDecode[256];
-inline int zonedDigit(uint8_t b) { return kZonedDecode[b] & 0x0F; }
-inline bool zonedNegative(uint8_t b) { return kZonedDecode[b] & 0x80; }
+inline constexpr const uint8_t* kZonedDecode = base::kOverpunch.code;
+inline int zonedDigit(uint8_t b) { return base::overpunchDigit(b); }
+inline bool zonedNegative(uint8_t b) { return base::overpunchNegative(b); }
 // The letter form: "{", "A".."I" positive, "}", "J".."R" negative.
-inline uint8_t zonedLetter(int digit, bool negative) {
-    digit &= 0x0F;
-    if (digit > 9) digit = 0;
-    if (digit == 0) return negative ? 0x7D : 0x7B;
-    return static_cast<uint8_t>(negative ? 0x49 + digit : 0x40 + digit);
-}
+inline uint8_t zonedLetter(int digit, bool negative) { return base::overpunchLetter(digit, negative); }
 
 }  // namespace bcd

@@ -1,35 +1,19 @@
-// Word access for the digit loops: loads and stores through memcpy (any
-// alignment; a plain mov on x86-64), byte-reversed where digit order must
-// become numeric order.
+// Word access for the digit loops: items of up to a word read as one
+// big-endian number, digit tests and comparisons on whole words.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
 
+#include "base/bytes.h"
+
 namespace bcd {
 
-template <class T>
-inline T loadLe(const uint8_t* p) {
-    T v;
-    memcpy(&v, p, sizeof v);
-    return v;
-}
-template <class T>
-inline T bswap(T v) {
-    if constexpr (sizeof(T) == 8) return __builtin_bswap64(v);
-    else if constexpr (sizeof(T) == 4) return __builtin_bswap32(v);
-    else if constexpr (sizeof(T) == 2) return __builtin_bswap16(v);
-    else return v;
-}
-template <class T>
-inline T loadBe(const uint8_t* p) { return bswap(loadLe<T>(p)); }
-template <class T>
-inline void storeBe(uint8_t* p, T v) {
-    v = bswap(v);
-    memcpy(p, &v, sizeof v);
-}
-
-using u128 = unsigned __int128;
+using base::bswap;
+using base::loadBe;
+using base::loadLe;
+using base::storeBe;
+using base::u128;
 
 // The n bytes at p (1 to sizeof(W)) as one big-endian number aligned to the
 // top of W, read with two overlapping loads that stay inside the n bytes;

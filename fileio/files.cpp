@@ -1,14 +1,17 @@
-// The frame's view of a program's files: registration at program start,
-// closing at the end of a run unit, and the file-system modules loaded
-// for them.  Until file dispatch is in place a program's files are not
-// registered and there is nothing to close or unload.
+// The file subsystem's part in the life of a run unit: a program's files
+// registered at its first entry and closed at the end of its run unit,
+// and the file-system modules unloaded when the runtime ends.  Until file
+// dispatch is in place a program's files are not registered and there is
+// nothing to close or unload.
 
-#include "frame/frame.h"
+#include "frame/hooks.h"
 
-extern "C" {
+namespace {
 
-void zvkRegisterFiles(PCB*, IPCB*) {}
-void zvkCloseProgramFiles(IPCB*, bool) {}
-void zvkUnloadModules(void) {}
+void registerFiles(PCB*, IPCB*) {}
+void closeProgramFiles(IPCB*, bool) {}
+void unloadModules(void) {}
 
-}  // extern "C"
+[[maybe_unused]] const bool hooked = (zvkSetFileHooks(registerFiles, closeProgramFiles), zvkAtRuntimeEnd(unloadModules), true);
+
+}  // namespace

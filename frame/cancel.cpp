@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "frame/frame.h"
+#include "frame/hooks.h"
 #include "frame/hashtable.h"
 
 extern "C" {

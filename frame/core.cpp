@@ -20,7 +20,7 @@
 
 #include "frame/frame.h"
 #include "frame/signals.h"
-#include "verbs/devices.h"
+#include "frame/devices.h"
 
 namespace {
 

@@ -110,20 +110,7 @@ LLE* zvkFindProgram(const char* name, uint32_t length, void* state, int* lockHel
 LLE* zvkAddProgram(LLE* lle, void* state, int flag);
 void zvkUnloadRunUnitPrograms(Runcom* ru);
 
-// ---- device streams ----
-FILE* openDeviceStream(uint8_t letter);
-
-// ---- files ----
-void zvkRegisterFiles(PCB* pcb, IPCB* ipcb);
-void zvkCloseProgramFiles(IPCB* ipcb, bool resetOnly);
-void zvkUnloadModules(void);
-
 // ---- storage ----
 void zvkTrackedFreeAll(Runcom* ru);
-
-// ---- clock ----
-// The current date as YYYYMMDD digits (8 bytes, not terminated), as
-// CURRENT-DATE reads it.
-void zvkCurrentDateDigits(char out[8]);
 
 }  // extern "C"

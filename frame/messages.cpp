@@ -13,6 +13,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "frame/devices.h"
 #include "frame/frame.h"
 
 namespace {

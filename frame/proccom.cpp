@@ -12,7 +12,9 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "frame/clock.h"
 #include "frame/frame.h"
+#include "frame/hooks.h"
 #include "frame/hashtable.h"
 #include "frame/version.h"
 
@@ -517,7 +519,7 @@ KVR2_API void _zvkPgmExit(int32_t* ipcb) {
     zvkUnlockMt(&enterMutex);
 }
 
-KVR2_API sigjmp_buf* _zvkGetJmpBuffer(void) {
+KVR2_API zvkJmpBuf* _zvkGetJmpBuffer(void) {
     Proccom* pc = _zvkProccom;
     if (!pc) return nullptr;
     Runcom* ru = zvkCurrentOrFree();

@@ -12,7 +12,8 @@
 
 #include "frame/frame.h"
 #include "frame/hashtable.h"
-#include "verbs/devices.h"
+#include "frame/devices.h"
+#include "frame/hooks.h"
 
 namespace {
 
@@ -227,7 +228,8 @@ void TermCobolRte(uint32_t reason) {
 
     zvkSignalStackRelease();
 
-    zvkReleaseCodePagesAndStreams();
+    zvkRunRuntimeEndHooks();
+    zvkDeviceStreamsRelease();
     pc->sysin = pc->sysout = pc->msgs = pc->conIn = pc->conOut = pc->syspunch = nullptr;
     memset(pc->spare, 0, sizeof pc->spare);
     free(pc->installDir);
@@ -236,7 +238,6 @@ void TermCobolRte(uint32_t reason) {
     free(pc->tempDir);
     pc->installDir = pc->libDir = pc->cobpath = pc->tempDir = nullptr;
 
-    zvkUnloadModules();
     _zvk_cpm_destroy();
     HashTable_Destroy(pc->plle);
     pc->plle = nullptr;

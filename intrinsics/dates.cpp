@@ -7,6 +7,7 @@
 
 #include <stdlib.h>
 
+#include "frame/clock.h"
 #include "frame/frame.h"
 #include "intrinsics/dates.h"
 #include "kvr2/intrinsics.h"
@@ -86,7 +87,7 @@ void putDigits(char* out, int64_t v, int count) {
 // The current year plus the window, checked.
 int32_t windowYear(int32_t window, const char* name) {
     char now[21];
-    _zvkCurrentDate(now);
+    zvkClockNow(now);
     int32_t current = 0;
     for (int i = 0; i < 4; ++i) current = current * 10 + (now[i] & 0x0F);
     const int32_t v = add(current, window);
@@ -163,5 +164,7 @@ bool zvkDateOfDayNumber(int32_t n, int32_t* year, int32_t* month, int32_t* day) 
     *day = date % 100;
     return true;
 }
+
+KVR2_API void _zvkCurrentDate(char* buffer) { zvkClockNow(buffer); }
 
 }  // extern "C"

@@ -20,7 +20,7 @@
 #include "chardata/codepages.h"
 #include "frame/frame.h"
 #include "kvr2/console.h"
-#include "verbs/devices.h"
+#include "frame/devices.h"
 
 namespace {
 

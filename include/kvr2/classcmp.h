@@ -12,13 +12,10 @@
 #include <stdint.h>
 
 #include "kvr2/records.h"
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 /* The compiled program's alphabet record; only the fields the library

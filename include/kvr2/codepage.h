@@ -8,13 +8,10 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 /* Selector lengths of _zvkConvToUnicode/_zvkConvFromUnicode. */

@@ -7,13 +7,10 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 /* DisplayRequest.device */
@@ -50,13 +47,13 @@ typedef struct DisplayItem {
 } DisplayItem;
 
 #ifdef __cplusplus
-static_assert(offsetof(DisplayRequest, device) == 4, "DisplayRequest.device");
-static_assert(offsetof(DisplayRequest, options) == 5, "DisplayRequest.options");
-static_assert(offsetof(DisplayRequest, decimalPoint) == 6, "DisplayRequest.decimalPoint");
-static_assert(offsetof(DisplayItem, size) == 8, "DisplayItem.size");
-static_assert(offsetof(DisplayItem, width) == 16, "DisplayItem.width");
-static_assert(offsetof(DisplayItem, kind) == 24, "DisplayItem.kind");
-static_assert(sizeof(DisplayItem) == 32, "DisplayItem stride");
+KVR2_STATIC_ASSERT(offsetof(DisplayRequest, device) == 4, "DisplayRequest.device");
+KVR2_STATIC_ASSERT(offsetof(DisplayRequest, options) == 5, "DisplayRequest.options");
+KVR2_STATIC_ASSERT(offsetof(DisplayRequest, decimalPoint) == 6, "DisplayRequest.decimalPoint");
+KVR2_STATIC_ASSERT(offsetof(DisplayItem, size) == 8, "DisplayItem.size");
+KVR2_STATIC_ASSERT(offsetof(DisplayItem, width) == 16, "DisplayItem.width");
+KVR2_STATIC_ASSERT(offsetof(DisplayItem, kind) == 24, "DisplayItem.kind");
+KVR2_STATIC_ASSERT(sizeof(DisplayItem) == 32, "DisplayItem stride");
 #endif
 
 /* ACCEPT flags */

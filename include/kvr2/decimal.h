@@ -14,13 +14,10 @@
 #define KVR2_DECIMAL_H
 
 #include <stdint.h>
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 #define KVR2_BCD2(name) KVR2_API void* name(const void* op1, const void* op2, void* dst, int32_t dstDigits, \

@@ -8,13 +8,10 @@
 #define KVR2_DECIMAL_MULDIV_H
 
 #include <stdint.h>
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 #define KVR2_BCD_OP(name) KVR2_API void* name(const void* op1, const void* op2, void* dst, int32_t dstDigits, \

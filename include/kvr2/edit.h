@@ -12,13 +12,10 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 /* Alphanumeric-edited picture: one byte a position; "/", "0" and blank are
@@ -105,10 +102,10 @@ KVR2_API void _zvkcRfshCond(int32_t currentSegment, int32_t count, int32_t newSe
 
 #ifdef __cplusplus
 }
-static_assert(offsetof(AlphaEditRecord, picture) == 3);
-static_assert(offsetof(NationalEditRecord, runs) == 4 && sizeof(NationalEditRun) == 4);
-static_assert(offsetof(NumericEditRecord, picture) == 5);
-static_assert(offsetof(DeEditRecord, picture) == 2);
-static_assert(offsetof(CurrencyString, symbol) == 2);
+KVR2_STATIC_ASSERT(offsetof(AlphaEditRecord, picture) == 3, "AlphaEditRecord.picture");
+KVR2_STATIC_ASSERT(offsetof(NationalEditRecord, runs) == 4 && sizeof(NationalEditRun) == 4, "NationalEditRecord layout");
+KVR2_STATIC_ASSERT(offsetof(NumericEditRecord, picture) == 5, "NumericEditRecord.picture");
+KVR2_STATIC_ASSERT(offsetof(DeEditRecord, picture) == 2, "DeEditRecord.picture");
+KVR2_STATIC_ASSERT(offsetof(CurrencyString, symbol) == 2, "CurrencyString.symbol");
 #endif
 #endif

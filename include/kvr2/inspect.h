@@ -7,13 +7,10 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 /* Operand flags: the inspected item's and each operand's. */
@@ -64,8 +61,8 @@ KVR2_API void _zvkcInspect(InspectBlock* block);
 
 #ifdef __cplusplus
 }
-static_assert(sizeof(InspectOperand) == 24 && offsetof(InspectOperand, data) == 16);
-static_assert(sizeof(InspectPhrase) == 96 && offsetof(InspectPhrase, after) == 72);
-static_assert(offsetof(InspectBlock, data) == 24 && offsetof(InspectBlock, phrases) == 32);
+KVR2_STATIC_ASSERT(sizeof(InspectOperand) == 24 && offsetof(InspectOperand, data) == 16, "InspectOperand layout");
+KVR2_STATIC_ASSERT(sizeof(InspectPhrase) == 96 && offsetof(InspectPhrase, after) == 72, "InspectPhrase layout");
+KVR2_STATIC_ASSERT(offsetof(InspectBlock, data) == 24 && offsetof(InspectBlock, phrases) == 32, "InspectBlock layout");
 #endif
 #endif

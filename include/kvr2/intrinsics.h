@@ -7,13 +7,10 @@
 #define KVR2_INTRINSICS_H
 
 #include <stdint.h>
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 /* YYYYMMDDhhmmsscc and the offset from Greenwich as "+hhmm"/"-hhmm":

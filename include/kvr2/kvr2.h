@@ -20,13 +20,10 @@
 #include "kvr2/console.h"
 #include "kvr2/decimal.h"
 #include "kvr2/decimal_muldiv.h"
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 /* ---- exported data ---- */
@@ -40,7 +37,7 @@ KVR2_API void _zvkPgmInit(PCB* pcb);
 KVR2_API void _zvkPgmEnterLock(int32_t* ipcb);
 KVR2_API void _zvkPgmEnterUnlock(void);
 KVR2_API void _zvkPgmExit(int32_t* ipcb);
-KVR2_API sigjmp_buf* _zvkGetJmpBuffer(void);
+KVR2_API zvkJmpBuf* _zvkGetJmpBuffer(void);
 KVR2_API void _zvkPgmTerm(PCB* pcb);
 KVR2_API void _zvkRunUnitTerm(int32_t status) __attribute__((noreturn));
 

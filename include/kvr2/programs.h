@@ -5,13 +5,10 @@
 #define KVR2_PROGRAMS_H
 
 #include "kvr2/records.h"
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 /* CALL identifier.  names: the caller's table of nested programs (int32

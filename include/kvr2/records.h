@@ -14,13 +14,16 @@
 #include <stdio.h>
 #include <setjmp.h>
 #include <sys/ioctl.h>
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
-#define KVR2_STATIC_ASSERT(c, m) static_assert(c, m)
 extern "C" {
-#else
-#define KVR2_STATIC_ASSERT(c, m) _Static_assert(c, m)
 #endif
+
+/* The run unit's jump buffer, as the system library lays out sigjmp_buf;
+   named through its tag so that the header needs no POSIX feature macro
+   and compiles as strict C11. */
+typedef struct __jmp_buf_tag zvkJmpBuf[1];
 
 struct HashTable;
 struct LLE;
@@ -251,7 +254,7 @@ typedef struct Runcom {
     uint8_t upsi[8];
     void* storage;
     uint32_t reserved152[2];
-    sigjmp_buf jmp;
+    zvkJmpBuf jmp;
 } Runcom;
 
 KVR2_STATIC_ASSERT(offsetof(Runcom, link) == 8, "Runcom.link");
@@ -276,7 +279,7 @@ KVR2_STATIC_ASSERT(offsetof(Runcom, upsi) == 133, "Runcom.upsi");
 KVR2_STATIC_ASSERT(offsetof(Runcom, storage) == 144, "Runcom.storage");
 KVR2_STATIC_ASSERT(offsetof(Runcom, reserved152) == 152, "Runcom.reserved");
 KVR2_STATIC_ASSERT(offsetof(Runcom, jmp) == 160, "Runcom.jmp");
-KVR2_STATIC_ASSERT(sizeof(sigjmp_buf) == 200, "sigjmp_buf is 200 bytes");
+KVR2_STATIC_ASSERT(sizeof(zvkJmpBuf) == 200, "the jump buffer is 200 bytes");
 KVR2_STATIC_ASSERT(sizeof(Runcom) == 360, "Runcom size");
 
 #define RUNCOM_MAIN_WRAPPER ((PCB*)~(uintptr_t)0)

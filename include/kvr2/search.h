@@ -19,13 +19,10 @@
 
 #include "kvr2/classcmp.h"
 #include "kvr2/records.h"
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 /* SearchKey.type; ZVK_KEY_DESCENDING added for a descending key. */

@@ -7,13 +7,10 @@
 #include <signal.h>
 
 #include "kvr2/records.h"
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 /* The handler installed for every signal of the table. */

@@ -6,13 +6,10 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 /* The compiler's table of a program's EXTERNAL items: a u32 count at byte

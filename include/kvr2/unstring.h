@@ -11,13 +11,10 @@
 #include <stdint.h>
 
 #include "kvr2/records.h"
+#include "kvr2/api.h"
 
 #ifdef __cplusplus
 extern "C" {
-#endif
-
-#ifndef KVR2_API
-#define KVR2_API __attribute__((visibility("default")))
 #endif
 
 /* ---- STRING ---- */

@@ -7,8 +7,8 @@
 
 extern "C" {
 
-// Binds one device stream (letters A, D, I, M, O, P); declared in
-// frame/frame.h as well.
+// Binds one device stream (letters A, D, I, M, O, P) from the environment
+// on first use.
 FILE* openDeviceStream(uint8_t letter);
 
 // The file name an output device's variable stands for: COBOUTDIR in
@@ -19,9 +19,5 @@ const char* expandOutputName(const char* value, int32_t fresh, const char* defau
 
 // Closes the device streams bound to files of their own.
 void zvkDeviceStreamsRelease(void);
-
-// At the runtime's end: releases the code-page state and closes the
-// device streams bound to files.
-void zvkReleaseCodePagesAndStreams(void);
 
 }  // extern "C"

@@ -1,5 +1,4 @@
-// FUNCTION CURRENT-DATE, and the clock as the frame reads it for year
-// windows.
+// The clock of the run unit, as CURRENT-DATE and the year windows read it.
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -7,8 +6,7 @@
 #include <sys/time.h>
 #include <time.h>
 
-#include "frame/frame.h"
-#include "kvr2/intrinsics.h"
+#include "frame/clock.h"
 
 extern "C" {
 
@@ -16,7 +14,7 @@ extern "C" {
 // seconds west) moved one hour further from zero while summer time is in
 // force, whatever the zone's true summer offset: that is this runtime's
 // definition of the field.
-void _zvkCurrentDate(char* buffer) {
+void zvkClockNow(char buffer[21]) {
     struct timeval tv;
     gettimeofday(&tv, nullptr);
     tzset();
@@ -37,7 +35,7 @@ void _zvkCurrentDate(char* buffer) {
 
 void zvkCurrentDateDigits(char out[8]) {
     char now[21];
-    _zvkCurrentDate(now);
+    zvkClockNow(now);
     memcpy(out, now, 8);
 }
 

@@ -10,9 +10,8 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "frame/devices.h"
 #include "frame/frame.h"
-#include "chardata/codepages.h"
-#include "verbs/devices.h"
 
 namespace {
 
@@ -234,11 +233,6 @@ void zvkDeviceStreamsRelease(void) {
         fclose(f);
         *slots[i] = nullptr;
     }
-}
-
-void zvkReleaseCodePagesAndStreams(void) {
-    zvkCodePageRelease();
-    zvkDeviceStreamsRelease();
 }
 
 }  // extern "C"
