@@ -26,7 +26,8 @@
 #include <unicode/ucol.h>
 
 #include "chardata/codepages.h"
-#include "frame/frame.h"
+#include "frame/messages.h"
+#include "frame/threads.h"
 #include "frame/hooks.h"
 #include "frame/storage.h"
 

@@ -26,7 +26,10 @@ function(kvr2_subsystem name)
     endif()
   endforeach()
   target_include_directories(kvr2_${name} PRIVATE ${CMAKE_SOURCE_DIR}/include ${root})
-  target_compile_options(kvr2_${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
+  # -Wmissing-declarations: an entry point defined without its public
+  # declaration in sight could drift from what compiled code is told.
+  target_compile_options(kvr2_${name} PRIVATE
+    $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -Wmissing-declarations>)
   set_property(GLOBAL APPEND PROPERTY KVR2_OBJECT_LIBS kvr2_${name})
 endfunction()
 

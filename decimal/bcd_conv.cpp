@@ -7,6 +7,7 @@
 
 #include <type_traits>
 
+#include "kvr2/decimal.h"
 #include "decimal/frame.h"
 #include "decimal/words.h"
 

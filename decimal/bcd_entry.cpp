@@ -1,6 +1,7 @@
 // Entry points of add, subtract, increment, decrement, absolute value,
 // negation and comparison, each the frame around its worker.
 
+#include "kvr2/decimal.h"
 #include "decimal/fast.h"
 #include "decimal/frame.h"
 
@@ -124,7 +125,7 @@ inline bool keepNegZero(uint32_t m) { return m & kBcdKeepNegZero; }
 extern "C" {
 
 // ADD A TO B on items of more than 8 bytes: the whole-item step or the frame.
-[[gnu::noinline]] void* addPackedLong(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
+[[gnu::noinline]] static void* addPackedLong(const void* op1, const void* op2, void* dst, int32_t dd, int32_t d2, int32_t d1) {
     if (addSameShapeLong(static_cast<const uint8_t*>(op1), static_cast<const uint8_t*>(op2),
                          static_cast<uint8_t*>(dst), (dd >> 1) + 1, (dd & 1) == 0))
         return dst;

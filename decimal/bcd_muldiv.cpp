@@ -24,6 +24,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "kvr2/decimal_muldiv.h"
 #include "decimal/frame.h"
 #include "decimal/muldiv.h"
 #include "decimal/words.h"

@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "kvr2/decimal_muldiv.h"
 #include "decimal/frame.h"
 #include "decimal/muldiv.h"
 

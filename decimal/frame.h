@@ -6,7 +6,7 @@
 
 #include "decimal/decimal.h"
 #include "decimal/words.h"
-#include "frame/frame.h"
+#include "frame/messages.h"
 
 namespace bcd {
 

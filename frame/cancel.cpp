@@ -3,9 +3,12 @@
 
 #include <string.h>
 
-#include "frame/frame.h"
+#include "frame/programs.h"
+#include "frame/rununit.h"
+#include "frame/threads.h"
 #include "frame/hooks.h"
 #include "frame/hashtable.h"
+#include "kvr2/programs.h"
 
 extern "C" {
 

@@ -18,9 +18,13 @@
 #include <ucontext.h>
 #include <unistd.h>
 
-#include "frame/frame.h"
+#include "frame/messages.h"
+#include "frame/rununit.h"
+#include "frame/termination.h"
 #include "frame/signals.h"
 #include "frame/devices.h"
+#include "kvr2/rununit.h"
+#include "kvr2/signals.h"
 
 namespace {
 

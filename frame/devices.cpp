@@ -11,7 +11,8 @@
 #include <unistd.h>
 
 #include "frame/devices.h"
-#include "frame/frame.h"
+#include "frame/rununit.h"
+#include "frame/threads.h"
 
 namespace {
 

@@ -5,10 +5,13 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "frame/frame.h"
 #include "frame/version.h"
 
 extern "C" {
+
+// The ELF entry (named to the linker by -e) and the check it makes.
+void zvkElfEntry(void);
+void zvkRefuseSubroutine(const char* executable);
 
 // An interpreter entry makes the shared object executable.
 __attribute__((section(".interp"), used)) const char zvkInterp[] = "/lib64/ld-linux-x86-64.so.2";

@@ -16,7 +16,9 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "frame/frame.h"
+#include "frame/messages.h"
+#include "frame/rununit.h"
+#include "frame/threads.h"
 #include "frame/hashtable.h"
 #include "frame/storage.h"
 

@@ -8,7 +8,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "frame/frame.h"
+#include "frame/threads.h"
 
 extern "C" {
 

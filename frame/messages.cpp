@@ -13,8 +13,12 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "frame/messages.h"
 #include "frame/devices.h"
-#include "frame/frame.h"
+#include "frame/rununit.h"
+#include "frame/signals.h"
+#include "kvr2/messages.h"
+#include "kvr2/rununit.h"
 
 namespace {
 

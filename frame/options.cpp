@@ -13,7 +13,9 @@
 
 #include <string_view>
 
-#include "frame/frame.h"
+#include "frame/options.h"
+#include "frame/messages.h"
+#include "kvr2/records.h"
 
 namespace {
 
@@ -278,5 +280,5 @@ extern "C" void zvkParseOptions(void) {
 }
 
 // For tests: the keyword table's names in order.
-extern "C" size_t zvkOptionKeywordCount(void) { return kKeywordCount; }
-extern "C" const char* zvkOptionKeyword(size_t i) { return i < kKeywordCount ? kKeywords[i].name.data() : nullptr; }
+size_t zvkOptionKeywordCount(void) { return kKeywordCount; }
+const char* zvkOptionKeyword(size_t i) { return i < kKeywordCount ? kKeywords[i].name.data() : nullptr; }

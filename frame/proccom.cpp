@@ -13,10 +13,17 @@
 #include <unistd.h>
 
 #include "frame/clock.h"
-#include "frame/frame.h"
+#include "frame/messages.h"
+#include "frame/options.h"
+#include "frame/programs.h"
+#include "frame/rununit.h"
+#include "frame/signals.h"
+#include "frame/threads.h"
 #include "frame/hooks.h"
 #include "frame/hashtable.h"
 #include "frame/version.h"
+#include "kvr2/programs.h"
+#include "kvr2/rununit.h"
 
 extern "C" {
 

@@ -13,7 +13,10 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "frame/frame.h"
+#include "frame/messages.h"
+#include "frame/programs.h"
+#include "frame/rununit.h"
+#include "frame/threads.h"
 #include "frame/hashtable.h"
 #include "kvr2/programs.h"
 

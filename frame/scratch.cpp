@@ -5,7 +5,8 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "frame/frame.h"
+#include "frame/messages.h"
+#include "frame/threads.h"
 
 namespace {
 

@@ -22,8 +22,8 @@
 #include <ucontext.h>
 #include <unistd.h>
 
-#include "frame/frame.h"
 #include "frame/signals.h"
+#include "kvr2/signals.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <stdint.h>
 #include <stdio.h>
 
-#include "kvr2/kvr2.h"
+#include "kvr2/records.h"
 
 extern "C" {
 
@@ -33,5 +33,16 @@ void zvkSignalRestoreTop(void);
 bool zvkSignalTableInstalled(const void* table);
 const char* zvkSignalName(const void* table, int sig);
 sigjmp_buf* zvkSignalClassOneBuffer(void);
+
+// Copies the template into the run unit's table and installs it, with
+// _zvkSignal as the routine of every row.
+void zvkSignalInstall(Runcom* ru);
+// Takes the run unit's table off the stack of installed tables, putting
+// back the handlers it replaced.
+void zvkSignalRestore(Runcom* ru);
+void zvkSignalStackRelease(void);
+// Traceback of the calling thread on stream (null: stderr).
+void zvkTraceback(FILE* stream);
+extern const uint32_t zvkSignalTableSize;   // bytes of a run unit's table
 
 }  // extern "C"

@@ -13,8 +13,9 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "frame/frame.h"
+#include "frame/messages.h"
 #include "frame/storage.h"
+#include "kvr2/records.h"
 
 // The C library's assertion routine, declared here because <assert.h>
 // leaves it out of NDEBUG builds.

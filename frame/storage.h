@@ -14,7 +14,8 @@ struct Runcom;
 void* zvkTrackedAlloc(uint64_t size);
 void* zvkTrackedCalloc(uint64_t count, uint64_t size);
 void zvkTrackedFree(void* p);
-// zvkTrackedFreeAll(Runcom*) is declared in frame/frame.h.
+// Every block the run unit still holds, when it ends.
+void zvkTrackedFreeAll(Runcom* ru);
 
 void* zvkSizedAlloc(uint64_t size);
 void* zvkSizedCalloc(uint64_t count, uint64_t size);

@@ -10,10 +10,18 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include "frame/frame.h"
+#include "frame/messages.h"
+#include "frame/programs.h"
+#include "frame/rununit.h"
+#include "frame/signals.h"
+#include "frame/storage.h"
+#include "frame/threads.h"
 #include "frame/hashtable.h"
 #include "frame/devices.h"
 #include "frame/hooks.h"
+#include "frame/termination.h"
+#include "kvr2/programs.h"
+#include "kvr2/rununit.h"
 
 namespace {
 

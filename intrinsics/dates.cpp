@@ -8,7 +8,7 @@
 #include <stdlib.h>
 
 #include "frame/clock.h"
-#include "frame/frame.h"
+#include "frame/messages.h"
 #include "intrinsics/dates.h"
 #include "kvr2/intrinsics.h"
 

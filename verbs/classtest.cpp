@@ -10,7 +10,7 @@
 #include <array>
 
 #include "chardata/codepages.h"
-#include "frame/frame.h"
+#include "frame/threads.h"
 #include "kvr2/classcmp.h"
 #include "decimal/decimal.h"
 

@@ -7,7 +7,7 @@
 
 #include <atomic>
 
-#include "frame/frame.h"
+#include "frame/threads.h"
 #include "kvr2/classcmp.h"
 
 namespace {

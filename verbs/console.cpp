@@ -18,9 +18,12 @@
 #include <unistd.h>
 
 #include "chardata/codepages.h"
-#include "frame/frame.h"
+#include "frame/messages.h"
 #include "kvr2/console.h"
 #include "frame/devices.h"
+#include "kvr2/decimal.h"
+#include "kvr2/records.h"
+#include "kvr2/rununit.h"
 
 namespace {
 

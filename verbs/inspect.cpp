@@ -13,7 +13,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "frame/frame.h"
+#include "frame/messages.h"
 #include "kvr2/inspect.h"
 
 namespace {

@@ -11,7 +11,7 @@
 
 #include <string.h>
 
-#include "frame/frame.h"
+#include "frame/threads.h"
 #include "kvr2/search.h"
 
 namespace {

@@ -10,7 +10,6 @@
 #include <string.h>
 
 #include "chardata/codepages.h"
-#include "frame/frame.h"
 #include "kvr2/classcmp.h"
 #include "kvr2/unstring.h"
 

@@ -284,6 +284,10 @@ KVR2_STATIC_ASSERT(sizeof(Runcom) == 360, "Runcom size");
 
 #define RUNCOM_MAIN_WRAPPER ((PCB*)~(uintptr_t)0)
 
+/* The process record, null before the library is loaded and after the
+   runtime has ended. */
+extern KVR2_API Proccom* _zvkProccom;
+
 #ifdef __cplusplus
 }
 #endif

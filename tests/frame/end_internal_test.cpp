@@ -12,7 +12,6 @@
 #include <string>
 
 #include "cobol.h"
-#include "frame/frame.h"
 #include "frame/signals.h"
 
 extern "C" void* (*zvkCpmDlopen)(const char* path, int mode);

@@ -8,8 +8,8 @@
 #include <thread>
 #include <vector>
 
-#include "frame/frame.h"
 #include "frame/storage.h"
+#include "kvr2/records.h"
 
 namespace {
 

@@ -7,7 +7,9 @@
 
 #include <string>
 
-#include "frame/frame.h"
+#include "frame/messages.h"
+#include "frame/options.h"
+#include "frame/threads.h"
 
 extern "C" size_t zvkOptionKeywordCount(void);
 extern "C" const char* zvkOptionKeyword(size_t i);
