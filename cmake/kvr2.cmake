@@ -124,7 +124,8 @@ function(kvr2_message_catalog src)
   # The library in <prefix>/lib (or /usr/lib) looks in <prefix>/usr/share/locale
   # (or /usr/share/locale): decide at install time, when the prefix is known.
   install(CODE "
-    set(_p \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")
+    # file(INSTALL) puts DESTDIR in front of an absolute destination itself.
+    set(_p \"\${CMAKE_INSTALL_PREFIX}\")
     if(CMAKE_INSTALL_PREFIX MATCHES \"/usr/?$\")
       set(_d \"\${_p}/share/locale/C\")
     else()

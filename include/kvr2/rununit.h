@@ -42,9 +42,6 @@ KVR2_API void ZVKCOBOLTERM(uint32_t function, uint32_t* rc);
 KVR2_API void _zvk_cpm_exit(void);
 KVR2_API void _zvk_cpm_cancel(void);
 KVR2_API void _zvkAbort(int32_t cored);
-/* CALL "ZVKDUMP": writes a core file of the running process; 1 when one
-   was written. */
-KVR2_API int32_t ZVKDUMP(void);
 
 #ifdef __cplusplus
 }
