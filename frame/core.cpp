@@ -30,29 +30,6 @@ namespace {
 
 constexpr size_t kNameMax = 4096;
 
-// Appends s to the command, quoted for the shell.
-void appendQuoted(char* cmd, size_t size, const char* s) {
-    size_t n = strlen(cmd);
-    if (n + 1 < size) cmd[n++] = '\'';
-    for (; *s && n + 5 < size; ++s) {
-        if (*s == '\'') {
-            memcpy(cmd + n, "'\\''", 4);
-            n += 4;
-        } else {
-            cmd[n++] = *s;
-        }
-    }
-    if (n + 1 < size) cmd[n++] = '\'';
-    cmd[n] = 0;
-}
-
-void syncStream(FILE* f) {
-    if (!f) return;
-    fflush(f);
-    int fd = fileno(f);
-    if (fd >= 0) fdatasync(fd);
-}
-
 void traceCore() {
     Proccom* pc = _zvkProccom;
     if (pc && pc->debug)
@@ -112,7 +89,7 @@ int zvkMakeCore(void) {
 
     const unsigned pid = static_cast<unsigned>(getpid());
     char cmd[kNameMax + 128] = "/usr/bin/gcore -o ";
-    appendQuoted(cmd, sizeof cmd, name);
+    zvkAppendQuoted(cmd, sizeof cmd, name);
     size_t n = strlen(cmd);
     snprintf(cmd + n, sizeof cmd - n, " %u 1>/dev/null 2>&1\n", pid);
     errno = 0;
@@ -177,7 +154,7 @@ KVR2_API void _zvkSignal(int32_t sig, siginfo_t* info, void* context) {
 
     char location[512];
     describeLocation(context, location, sizeof location);
-    if (pc->sysout == stdout || pc->conOut == stdout) syncStream(stdout);
+    if (pc->sysout == stdout || pc->conOut == stdout) zvkSyncStream(stdout);
 
     flockfile(stderr);
     if (sig == SIGWINCH) {
@@ -205,7 +182,7 @@ KVR2_API void _zvkSignal(int32_t sig, siginfo_t* info, void* context) {
     zvkTraceback(stderr);
     FILE* msgs = pc->msgs ? pc->msgs : openDeviceStream('M');
     zvkWriteMsg(995, 0x401, name, location);
-    syncStream(msgs ? msgs : stderr);
+    zvkSyncStream(msgs ? msgs : stderr);
     funlockfile(stderr);
 
     if (pc->txmn && ru) {

@@ -196,28 +196,32 @@ const char* expandOutputName(const char* value, int32_t fresh, const char* defau
     char program[32];
     programPart(program);
 
-    const size_t limit = kNameSize - 1;   // the result is at most 4095 bytes
+    // The result is at most 4095 bytes: a longer name is cut, which the
+    // open of the file then reports.  The lengths are counted so that the
+    // compiler knows the cut is meant.
+    const size_t limit = kNameSize - 1;
+    int written = 0;
     const size_t length = value ? strlen(value) : 0;
     if (length == 0) {
         if (defaultWord)
-            snprintf(nameBuffer, limit, "%s%s.%s%s.%6.6ld%+2.2d%2.2d.%ld", prefix, defaultWord, program, stamp.text,
+            written = snprintf(nameBuffer, limit, "%s%s.%s%s.%6.6ld%+2.2d%2.2d.%ld", prefix, defaultWord, program, stamp.text,
                      stamp.micro, zoneHours, zoneMinutes, processId);
         else
-            snprintf(nameBuffer, limit, "%s%s.%6.6ld%+2.2d%2.2d.%ld", program, stamp.text, stamp.micro, zoneHours,
+            written = snprintf(nameBuffer, limit, "%s%s.%6.6ld%+2.2d%2.2d.%ld", program, stamp.text, stamp.micro, zoneHours,
                      zoneMinutes, processId);
-        return nameBuffer;
+        return written < 0 ? "" : nameBuffer;
     }
     const char* front = (value[0] == '.' || value[0] == '/') ? "" : prefix;
     if (value[length - 1] != '%') {
-        snprintf(nameBuffer, limit, "%s%s", front, value);
-        return nameBuffer;
+        written = snprintf(nameBuffer, limit, "%s%s", front, value);
+        return written < 0 ? "" : nameBuffer;
     }
     const int stem = static_cast<int>(length - 1 > 4095 ? 4095 : length - 1);
     const bool directory = length == 1 || (length >= 2 && value[length - 2] == '/');
-    snprintf(nameBuffer, limit, "%s%*.*s%s.%s%s.%6.6ld%+2.2d%2.2d.%ld", front, stem, stem, value,
+    written = snprintf(nameBuffer, limit, "%s%*.*s%s.%s%s.%6.6ld%+2.2d%2.2d.%ld", front, stem, stem, value,
              directory && defaultWord ? defaultWord : "", program, stamp.text, stamp.micro, zoneHours, zoneMinutes,
              processId);
-    return nameBuffer;
+    return written < 0 ? "" : nameBuffer;
 }
 
 void zvkDeviceStreamsRelease(void) {
@@ -234,6 +238,28 @@ void zvkDeviceStreamsRelease(void) {
         fclose(f);
         *slots[i] = nullptr;
     }
+}
+
+void zvkAppendQuoted(char* cmd, size_t size, const char* s) {
+    size_t n = strlen(cmd);
+    if (n + 1 < size) cmd[n++] = '\'';
+    for (; *s && n + 5 < size; ++s) {
+        if (*s == '\'') {
+            memcpy(cmd + n, "'\\''", 4);
+            n += 4;
+        } else {
+            cmd[n++] = *s;
+        }
+    }
+    if (n + 1 < size) cmd[n++] = '\'';
+    cmd[n] = 0;
+}
+
+void zvkSyncStream(FILE* f) {
+    if (!f) return;
+    fflush(f);
+    int fd = fileno(f);
+    if (fd >= 0) fdatasync(fd);
 }
 
 }  // extern "C"

@@ -17,6 +17,14 @@ FILE* openDeviceStream(uint8_t letter);
 // static buffer, valid until the next call.
 const char* expandOutputName(const char* value, int32_t fresh, const char* defaultWord);
 
+// Flushes a stream and its file to the disk: before a core file, a
+// traceback or an ending, so that nothing written is lost.
+void zvkSyncStream(FILE* stream);
+
+// Appends s to the command line cmd (size bytes in all), quoted for the
+// shell, for the external commands the frame runs.
+void zvkAppendQuoted(char* cmd, size_t size, const char* s);
+
 // Closes the device streams bound to files of their own.
 void zvkDeviceStreamsRelease(void);
 

@@ -400,7 +400,7 @@ HashTable* HashTable_Create(const HashParams* params) {
 
     t->flags = HT_OWNS_RECORD;
     if (p->flags & HP_MRU) t->flags |= HT_MRU;
-    if (p->flags & HP_FLAG2) t->flags |= HT_FLAG2;
+    if (p->flags & HP_CALLER_MARK) t->flags |= HT_CALLER_MARK;
 
     t->size = roundPow2(p->size < MIN_SIZE ? MIN_SIZE : p->size);
     t->mask = t->size - 1;

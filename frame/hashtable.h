@@ -53,7 +53,7 @@ constexpr uint8_t HT_OWNS_RECORD = 0x01;
 constexpr uint8_t HT_REPAIR_STATS = 0x02;
 constexpr uint8_t HT_RESIZING = 0x04;
 constexpr uint8_t HT_MRU = 0x08;
-constexpr uint8_t HT_FLAG2 = 0x10;
+constexpr uint8_t HT_CALLER_MARK = 0x10;  // set at the creator's request; the table never reads it
 
 struct HashTable {
     HashTable* parent;
@@ -95,7 +95,7 @@ static_assert(sizeof(HashTable) <= 224);
 
 // Creation flags (HashParams.flags)
 constexpr uint32_t HP_MRU = 1;
-constexpr uint32_t HP_FLAG2 = 2;
+constexpr uint32_t HP_CALLER_MARK = 2;   // sets HT_CALLER_MARK
 constexpr uint32_t HP_KEY_INT32 = 4;
 constexpr uint32_t HP_KEY_INT64 = 8;
 

@@ -146,24 +146,17 @@ uint32_t closeCatalog() {
     return 0;
 }
 
-void syncStream(FILE* f) {
-    if (!f) return;
-    fflush(f);
-    int fd = fileno(f);
-    if (fd >= 0) fdatasync(fd);
-}
-
 // What stands in a message must be on disk before the next statement runs.
 void flushAll() {
-    syncStream(stderr);
-    syncStream(stdout);
+    zvkSyncStream(stderr);
+    zvkSyncStream(stdout);
     Proccom* pc = _zvkProccom;
     if (!pc) return;
     FILE* const streams[] = {pc->sysout, pc->conOut};
     for (FILE* f : streams) {
         if (!f || f == stdout || f == stderr) continue;
         flockfile(f);
-        syncStream(f);
+        zvkSyncStream(f);
         funlockfile(f);
     }
 }
@@ -384,7 +377,7 @@ uint32_t writeERRmsg(uint32_t number, uint32_t control, uint64_t, va_list* args)
     }
 
     flushAll();
-    syncStream(stream);
+    zvkSyncStream(stream);
     funlockfile(stream);
 
     if (asked == 995) return 0xFFFFFFFFu;

@@ -188,6 +188,11 @@ void printCache(bool contents) {
     fflush(stderr);
 }
 
+// Why the last search of this thread found a file but could not load it
+// (the loader's own words), for the message of a failed CALL; empty when
+// nothing was found.
+thread_local char loadFailure[512];
+
 }  // namespace
 
 extern "C" {
@@ -227,11 +232,13 @@ int zvkLoadProgram(LLE* lle) {
 
     bool noMemory = false;
     void* handle = nullptr;
+    loadFailure[0] = 0;
     if (found) {
         handle = openObject(found, &noMemory);
         if (!handle) {
+            const char* why = dlerror();
+            if (snprintf(loadFailure, sizeof loadFailure, " (%s)", why ? why : found) < 0) loadFailure[0] = 0;
             if (pc->debug) {
-                const char* why = dlerror();
                 zvkTrace("_zvk_cpm: Failed to locate %s in COBPATH (%s)\n", name, found);
                 if (why) zvkTrace("CPM: dlopen(%s) error: %d %s\n", found, errno, why);
             }
@@ -331,7 +338,7 @@ KVR2_API void* _zvkDynLd(int32_t* names, int64_t length, uint8_t* name, PCB* cal
     // The variant is the cause less one, kept to the variant's eight bits:
     // cause 0 (a known program without an entry address) must not turn on
     // control bits such as string mode.
-    zvkWriteMsg(96, static_cast<uint32_t>(cause - 1) & 0xFFu, text, text, 0);
+    zvkWriteMsg(96, static_cast<uint32_t>(cause - 1) & 0xFFu, text, text, cause == 7 ? loadFailure : "");
     return nullptr;
 }
 

@@ -22,6 +22,7 @@
 #include <ucontext.h>
 #include <unistd.h>
 
+#include "frame/devices.h"
 #include "frame/signals.h"
 #include "kvr2/signals.h"
 
@@ -220,29 +221,6 @@ void plainReport(int sig, const siginfo_t* info, const SignalRow* row, void* loc
     fflush(stderr);
 }
 
-void syncStream(FILE* f) {
-    if (!f) return;
-    fflush(f);
-    int fd = fileno(f);
-    if (fd >= 0) fdatasync(fd);
-}
-
-// Appends s to the command, quoted for the shell.
-void appendQuoted(char* cmd, size_t size, const char* s) {
-    size_t n = strlen(cmd);
-    if (n + 1 < size) cmd[n++] = '\'';
-    for (; *s && n + 5 < size; ++s) {
-        if (*s == '\'') {
-            memcpy(cmd + n, "'\\''", 4);
-            n += 4;
-        } else {
-            cmd[n++] = *s;
-        }
-    }
-    if (n + 1 < size) cmd[n++] = '\'';
-    cmd[n] = 0;
-}
-
 // The object's addresses as addr2line wants them: relative to its base for
 // shared objects and position-independent programs, as they are for a
 // program linked at a fixed address.
@@ -378,9 +356,9 @@ const char* zvkSignalName(const void* table, int sig) {
 
 void zvkTraceback(FILE* stream) {
     if (!stream) stream = stderr;
-    syncStream(stream);
-    syncStream(stderr);
-    syncStream(stdout);
+    zvkSyncStream(stream);
+    zvkSyncStream(stderr);
+    zvkSyncStream(stdout);
     fflush(nullptr);
 
     void* frames[132];
@@ -404,7 +382,7 @@ void zvkTraceback(FILE* stream) {
                 // The line numbers go to the traceback's own stream, next
                 // to the frame they explain.
                 char cmd[2048] = "/usr/bin/addr2line -a -f -C -s -p -e ";
-                appendQuoted(cmd, sizeof cmd, di.dli_fname);
+                zvkAppendQuoted(cmd, sizeof cmd, di.dli_fname);
                 size_t len = strlen(cmd);
                 snprintf(cmd + len, sizeof cmd - len, " 0x%lx 1>&%d 2>/dev/null\n",
                          static_cast<unsigned long>(objectAddress(di, addr)), fileno(stream));
@@ -417,7 +395,7 @@ void zvkTraceback(FILE* stream) {
         }
     }
     fputs("    --- End of call chain ---\n", stream);
-    syncStream(stream);
+    zvkSyncStream(stream);
     fflush(nullptr);
 }
 

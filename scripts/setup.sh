@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what a fresh Debian 12 machine lacks, then configures and builds.
+# Installs what a fresh Debian 12 machine lacks, then configures and builds
+# the targets given as arguments (default: everything).
 #   KVR2_BUILD     build directory (default: build)
 #   KVR2_SANITIZE  ON to build with AddressSanitizer and UBSan
 set -euo pipefail
@@ -20,4 +21,8 @@ fi
 
 build="${KVR2_BUILD:-build}"
 cmake -S . -B "$build" -G Ninja -DKVR2_SANITIZE="${KVR2_SANITIZE:-OFF}" >/dev/null
-cmake --build "$build"
+if (($#)); then
+  cmake --build "$build" --target "$@"
+else
+  cmake --build "$build"
+fi

@@ -1,6 +1,8 @@
 // Dynamic CALL, CANCEL, signals and every way a run unit ends, each in a
 // process of its own (end_scenarios).
 
+#include <sys/stat.h>
+#include <unistd.h>
 #include <gtest/gtest.h>
 #include <fstream>
 #include <sys/resource.h>
@@ -93,7 +95,7 @@ TEST(DynamicCall, CobpathOrderAndItsEnd) {
     EXPECT_EQ(values(run({"dyncall"}, o).out)["found"], "1");
     o.env["COBPATH"] = "/nonexistent::" + cobpath();
     Result r = run({"dynfail", "SUBA"}, o);
-    EXPECT_NE(unwrapped(r.err).find("ZVK096S  CALL of program SUBA failed: SUBA was not found in COBPATH"),
+    EXPECT_NE(unwrapped(r.err).find("ZVK096S  CALL of program SUBA failed: no loadable SUBA in COBPATH"),
               std::string::npos)
         << r.err;
     // unset: the current directory
@@ -106,7 +108,7 @@ TEST(DynamicCall, MissingProgramGetsItsMessage) {
     Result r = run({"dynfail", "NOSUCHPGM"});
     EXPECT_EQ(r.signal, SIGABRT);
     std::string e = unwrapped(r.err);
-    EXPECT_NE(e.find("ZVK096S  CALL of program NOSUCHPGM failed: NOSUCHPGM was not found in COBPATH or the "
+    EXPECT_NE(e.find("ZVK096S  CALL of program NOSUCHPGM failed: no loadable NOSUCHPGM in COBPATH or the "
                      "system's search path."),
               std::string::npos)
         << r.err;
@@ -119,6 +121,25 @@ TEST(DynamicCall, MissingProgramGetsItsMessage) {
         << r.err;
     r = run({"dynfail", "    "});
     EXPECT_NE(unwrapped(r.err).find("ZVK096S  CALL failed: the program name is blank."), std::string::npos) << r.err;
+
+    // A file that is there but is no shared object: the loader says why.
+    char dir[] = "/tmp/kvr2cobpathXXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    const std::string file = std::string(dir) + "/BROKEN.so";
+    FILE* f = fopen(file.c_str(), "w");
+    ASSERT_NE(f, nullptr);
+    fputs("not an object\n", f);
+    fclose(f);
+    chmod(file.c_str(), 0755);
+    Options o;
+    o.env["COBPATH"] = dir;
+    r = run({"dynfail", "BROKEN"}, o);
+    EXPECT_NE(unwrapped(r.err).find("ZVK096S  CALL of program BROKEN failed: no loadable BROKEN in COBPATH or the "
+                                    "system's search path (" + file + ": "),
+              std::string::npos)
+        << r.err;
+    unlink(file.c_str());
+    rmdir(dir);
 }
 
 TEST(Cancel, ActiveProgramStaysAndNestedProgramsReset) {

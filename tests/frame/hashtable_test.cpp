@@ -121,9 +121,9 @@ TEST(Create, SizeLimitLoadAndFlags) {
     }
     for (auto [load, limit] : P{{93, 60}, {87, 56}, {75, 48}, {0, 48}, {50, 64}})
         EXPECT_EQ(makeTable(64, load)->limit, limit) << load;
-    auto t = makeTable(0, 0, HP_MRU | HP_FLAG2);
+    auto t = makeTable(0, 0, HP_MRU | HP_CALLER_MARK);
     EXPECT_EQ(t->load, 75U);
-    EXPECT_EQ(t->flags, HT_OWNS_RECORD | HT_MRU | HT_FLAG2);
+    EXPECT_EQ(t->flags, HT_OWNS_RECORD | HT_MRU | HT_CALLER_MARK);
     EXPECT_EQ(makeTable()->flags, HT_OWNS_RECORD);
     // Small tables take the proportional rule; these sizes tell the two apart.
     using T = std::initializer_list<std::tuple<uint32_t, uint32_t, uint32_t>>;
