@@ -22,6 +22,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "kvr2/api.h"
 #include "kvr2/records.h"
 
 #ifdef __cplusplus
@@ -111,15 +112,15 @@ typedef struct ZvkFileKey {
 
 /* The relative key item, 36 bytes at FIB.relativeKeyOffset: found as the
  * status fields are, at *cell + offset; an unsigned integer. */
-#define ZVK_KEY_BINARY          0u     /* native binary */
-#define ZVK_KEY_BINARY_BIG      1u     /* big-endian binary */
-#define ZVK_KEY_PACKED          2u
-#define ZVK_KEY_ZONED           3u
+#define ZVK_RELKEY_BINARY       0u     /* native binary */
+#define ZVK_RELKEY_BINARY_BIG   1u     /* big-endian binary */
+#define ZVK_RELKEY_PACKED       2u
+#define ZVK_RELKEY_ZONED        3u
 typedef struct __attribute__((packed, aligned(4))) ZvkRelativeKey {
     void** cell;          /* 0: null: no RELATIVE KEY */
     uint32_t offset;      /* 8 */
     uint32_t length;      /* 12: bytes */
-    uint8_t kind;         /* 16: ZVK_KEY_* */
+    uint8_t kind;         /* 16: ZVK_RELKEY_* */
     uint8_t digits;       /* 17: packed and zoned */
     uint8_t reserved18[18];
 } ZvkRelativeKey;
@@ -401,6 +402,27 @@ typedef const char* (*zvkFileStatusText)(void* buffer, int32_t fs2, int32_t rese
 
 typedef void (*zvkIoInit)(FCB* fcb, IPCB* element);   /* _IO_Init */
 typedef void** (*zvkVfs)(void);                        /* vfs */
+
+/* ---- the library's routines: a closed file's slots, and the ends of OPEN
+ * and CLOSE for modules ---- */
+
+/* The open slot of a closed file: resolves the name, loads the module, lets
+ * its _IO_Init fill the slots and calls its open.  Returns FS1. */
+KVR2_API int32_t _zvkGenericOpen(FCB* fcb, IPCB* element);
+/* The end of every module's close; variant goes to _zvkCallUseProc. */
+KVR2_API void _zvkGenericClose(FCB* fcb, IPCB* element, uint32_t variant);
+/* AT END, INVALID KEY, the USE procedure, or message 200 when the program
+ * cannot see the failure. */
+KVR2_API void _zvkCallUseProc(FCB* fcb, uint32_t variant, IPCB* element);
+/* The slots of verbs that make no sense in the file's state. */
+KVR2_API int32_t _zvkOpenError(FCB* fcb, IPCB* element);
+KVR2_API int32_t _zvkCloseError(FCB* fcb, IPCB* element);
+KVR2_API int32_t _zvkReadError(FCB* fcb, IPCB* element, uint32_t how, uint32_t length);
+KVR2_API int32_t _zvkWriteError(FCB* fcb, IPCB* element, uint32_t how, uint32_t length);
+KVR2_API int32_t _zvkRewriteError(FCB* fcb, IPCB* element, uint32_t how, uint32_t length);
+KVR2_API int32_t _zvkStartError(FCB* fcb, IPCB* element, uint32_t how, uint32_t length);
+KVR2_API int32_t _zvkDeleteError(FCB* fcb, IPCB* element, uint32_t how, uint32_t length);
+KVR2_API int32_t _zvkUnlockError(FCB* fcb, IPCB* element, uint32_t how, uint32_t length);
 
 #ifdef __cplusplus
 }

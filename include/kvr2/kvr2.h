@@ -22,5 +22,6 @@
 #include "kvr2/console.h"
 #include "kvr2/decimal.h"
 #include "kvr2/decimal_muldiv.h"
+#include "kvr2/filemodule.h"
 
 #endif

@@ -1,0 +1,118 @@
+// A main program with one file, as compiled code lays it out (PCB, IPCB,
+// FIB, FCB, record area, FILE STATUS and feedback fields behind their
+// cells), driven by its arguments:
+//   file_scenarios [assign=NAME] [optional] [env] [item] [external] [nostatus]
+//                  [national|ebcdic] [feedback=N] [lsq] [access=random] [org=indexed] OP...
+// OP is open:input|output|io|extend|input07, close, close:lock, read,
+// read:atend, write, rewrite, start, delete, unlock.  Each prints its status,
+// FS2, the status field's bytes and the feedback field.
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "cobol.h"
+#include "kvr2/filemodule.h"
+
+namespace {
+
+cobol::Program program("FILEPGM", nullptr);
+alignas(16) FIB fib;
+alignas(16) FCB fcb;
+FIB* fibs[1] = {&fib};
+void* fcbs[1] = {&fcb};
+alignas(16) uint8_t area[32 + 80];
+void* recordCell = area;
+FCB* file = &fcb;
+uint8_t workingStorage[64];   // FILE STATUS at 0, feedback at 8
+void* statusCell = workingStorage;
+std::string assignment = "stl-data.txt";
+
+void show(const char* op, int32_t result) {
+    char feedback[40] = {};
+    memcpy(feedback, workingStorage + 8, fib.feedbackLength < 39 ? fib.feedbackLength : 39);
+    printf("%s fs=%02d ret=%02d fs2=%u field=%02x%02x%02x%02x feedback=[%s] open=%s\n", op, file->status, result,
+           file->fs2, workingStorage[0], workingStorage[1], workingStorage[2], workingStorage[3], feedback,
+           file->open == _zvkGenericOpen ? "generic" : file->open == _zvkOpenError ? "error" : "module");
+    fflush(stdout);
+}
+
+void run(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string op = argv[i];
+        IPCB* element = reinterpret_cast<IPCB*>(program.ipcb);
+        int32_t r = -1;
+        memset(workingStorage, '.', 4);
+        if (op.rfind("open:", 0) == 0) {
+            const std::string mode = op.substr(5);
+            file->openMode = mode == "input" ? ZVK_OPEN_INPUT : mode == "output" ? ZVK_OPEN_OUTPUT
+                           : mode == "io" ? ZVK_OPEN_IO : mode == "extend" ? ZVK_OPEN_EXTEND
+                           : ZVK_OPEN_INPUT | ZVK_OPEN_GIVES_07;
+            r = file->open(file, element);
+        } else if (op == "close" || op == "close:lock") {
+            file->closeOptions = op == "close" ? 0 : ZVK_CLOSE_WITH_LOCK;
+            r = file->close(file, element);
+        } else if (op == "read" || op == "read:atend") {
+            file->clauses = op == "read" ? 0 : ZVK_CLAUSE_AT_END;
+            r = file->read(file, element, ZVK_READ_NEXT, 0);
+        } else if (op == "write") {
+            r = file->write(file, element, ZVK_WRITE_PLAIN, 1);
+        } else if (op == "rewrite") {
+            r = file->rewrite(file, element, 0, 1);
+        } else if (op == "start") {
+            r = file->start(file, element, ZVK_START_EQUAL, 0);
+        } else if (op == "delete") {
+            r = file->deleteRecord(file, element, 0, 0);
+        } else if (op == "unlock") {
+            r = file->unlock(file, element, 0, 0);
+        } else {
+            continue;
+        }
+        show(op.c_str(), r);
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    memcpy(fcb.eye, "FCB", 3);
+    fcb.index = 1;
+    fcb.maxLength = 80;
+    fib.index = 1;
+    memcpy(fib.defaultPrefix, "???", 3);
+    fib.access = ZVK_ACCESS_SEQUENTIAL;
+    fib.flags = ZVK_FIB_ASSIGN_LITERAL;
+    fib.maxLength = fib.minLength = 80;
+    snprintf(fib.name, sizeof fib.name, "%s", "IN-FILE");
+    fib.feedbackLength = 20;
+    fib.feedbackOffset = 8;
+    fib.recordCell = &recordCell;
+    fib.statusCell = &statusCell;
+    fib.feedbackCell = &statusCell;
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        if (a.rfind("assign=", 0) == 0) assignment = a.substr(7);
+        else if (a == "optional") fib.flags |= ZVK_FIB_OPTIONAL;
+        else if (a == "env") fib.flags = ZVK_FIB_ASSIGN_ENV;
+        else if (a == "external") fib.flags |= ZVK_FIB_EXTERNAL, fcbs[0] = nullptr;
+        else if (a == "nostatus") fib.statusCell = fib.feedbackCell = nullptr;
+        else if (a == "national") fib.shareMode |= ZVK_FIB_STATUS_NATIONAL;
+        else if (a == "ebcdic") fib.shareMode |= ZVK_FIB_STATUS_EBCDIC;
+        else if (a.rfind("feedback=", 0) == 0) fib.feedbackLength = static_cast<uint16_t>(atoi(a.c_str() + 9));
+        else if (a == "lsq") fib.organization = ZVK_ORG_LINE_SEQUENTIAL;
+        else if (a == "access=random") fib.access = ZVK_ACCESS_RANDOM;
+        else if (a == "org=indexed") fib.organization = ZVK_ORG_INDEXED;
+    }
+    fib.assignment = assignment.data();
+    fib.assignLength = static_cast<uint16_t>(assignment.size());
+    cobol::put<void*>(program.pcb, cobol::pcbo::fib, fibs);
+    cobol::put<void*>(program.ipcb, cobol::ipcbo::fcbs, fcbs);
+    cobol::put<int32_t>(program.ipcb, cobol::ipcbo::fileCount, 1);
+    COBOL_MAIN(program, {
+        file = static_cast<FCB*>(fcbs[0]);   // an EXTERNAL file's is the library's
+        run(argc, argv);
+        _zvkRunUnitTerm(0);
+    });
+    return 0;
+}
