@@ -263,7 +263,7 @@ KVR2_API int32_t _zvkGenericOpen(FCB* fcb, IPCB* element) {
         fcb->modeInForce = fcb->openMode & ~ZVK_OPEN_GIVES_07;
         fcb->openMode = 0;
         fcb->open = _zvkOpenError;
-        if (fib->linage & ZVK_LINAGE) {
+        if ((fib->linage & ZVK_LINAGE) && fib->linageOffset) {
             const auto* groups = reinterpret_cast<const ZvkLinageGroup*>(reinterpret_cast<const uint8_t*>(fib) +
                                                                          fib->linageOffset);
             fcb->linageLines = groups[0].value;

@@ -38,6 +38,13 @@ void attachArea(FCB* fcb, ZvkRecordArea* area) {
 
 const uint8_t* at(const FIB* fib, uint32_t offset) { return reinterpret_cast<const uint8_t*>(fib) + offset; }
 
+// A block that the FIB points to by offset; an offset of 0 (the FIB's own
+// start) means the file has none.  Two absent blocks are alike.
+bool sameBlock(const FIB* a, uint32_t offsetA, const FIB* b, uint32_t offsetB, size_t size) {
+    if (!offsetA || !offsetB) return !offsetA == !offsetB;
+    return memcmp(at(a, offsetA), at(b, offsetB), size) == 0;
+}
+
 // The attributes in which two declarations of one EXTERNAL file differ, in
 // this order, joined by ", ".
 void differences(const FIB* a, const FIB* b, char* out, size_t size) {
@@ -47,8 +54,9 @@ void differences(const FIB* a, const FIB* b, char* out, size_t size) {
     };
     const bool locks = a->shareLock != 0;
     const bool linage = (a->linage & ZVK_LINAGE) && (b->linage & ZVK_LINAGE);
-    const ZvkLinageGroup* la = linage ? reinterpret_cast<const ZvkLinageGroup*>(at(a, a->linageOffset)) : nullptr;
-    const ZvkLinageGroup* lb = linage ? reinterpret_cast<const ZvkLinageGroup*>(at(b, b->linageOffset)) : nullptr;
+    const bool groups = linage && a->linageOffset && b->linageOffset;
+    const ZvkLinageGroup* la = groups ? reinterpret_cast<const ZvkLinageGroup*>(at(a, a->linageOffset)) : nullptr;
+    const ZvkLinageGroup* lb = groups ? reinterpret_cast<const ZvkLinageGroup*>(at(b, b->linageOffset)) : nullptr;
     add(a->defaultCode != b->defaultCode || memcmp(a->defaultPrefix, b->defaultPrefix, 3) != 0, "FILE SYSTEM");
     add(a->organization != b->organization, "ORGANIZATION");
     add(a->access != b->access, "ACCESS MODE");
@@ -65,17 +73,16 @@ void differences(const FIB* a, const FIB* b, char* out, size_t size) {
     add((a->linage ^ b->linage) & ZVK_LINAGE_FOOTING, "LINAGE FOOTING");
     add((a->linage ^ b->linage) & ZVK_LINAGE_TOP, "LINAGE TOP");
     add((a->linage ^ b->linage) & ZVK_LINAGE_BOTTOM, "LINAGE BOTTOM");
-    for (int i = 0; i < 4 && linage; ++i) {
+    for (int i = 0; i < 4 && groups; ++i) {
         static const char* const kNames[4] = {"LINAGE NAME/VALUE", "LINAGE FOOTING NAME/VALUE",
                                               "LINAGE TOP NAME/VALUE", "LINAGE BOTTOM NAME/VALUE"};
         add(memcmp(&la[i], &lb[i], sizeof la[i]) != 0, kNames[i]);
     }
     add(a->keyCount != b->keyCount, "NUMBER OF KEYS");
     add(a->keyCount == b->keyCount &&
-            memcmp(at(a, a->keyTableOffset), at(b, b->keyTableOffset), sizeof(ZvkFileKey) * a->keyCount) != 0,
+            !sameBlock(a, a->keyTableOffset, b, b->keyTableOffset, sizeof(ZvkFileKey) * a->keyCount),
         "INDEXED KEY");
-    add(memcmp(at(a, a->relativeKeyOffset), at(b, b->relativeKeyOffset), sizeof(ZvkRelativeKey)) != 0,
-        "RELATIVE KEY");
+    add(!sameBlock(a, a->relativeKeyOffset, b, b->relativeKeyOffset, sizeof(ZvkRelativeKey)), "RELATIVE KEY");
     if (n >= 2 && n - 2 < size) out[n - 2] = 0;   // the last ", " cut
     if (n == 0 && size) out[0] = 0;
 }
@@ -87,10 +94,10 @@ bool sameDeclaration(const FIB* a, const FIB* b) {
     if (a->shareLock && (((a->shareMode ^ b->shareMode) & (7 | ZVK_FIB_LOCK_COUNT)) || ((a->lockMode ^ b->lockMode) & 7)))
         return false;
     if ((a->linage & ZVK_LINAGE) != (b->linage & ZVK_LINAGE)) return false;
-    if ((a->linage & ZVK_LINAGE) && memcmp(at(a, a->linageOffset), at(b, b->linageOffset), 144) != 0) return false;
-    if (memcmp(at(a, a->keyTableOffset), at(b, b->keyTableOffset), sizeof(ZvkFileKey) * a->keyCount) != 0) return false;
-    if (memcmp(at(a, a->relativeKeyOffset), at(b, b->relativeKeyOffset), sizeof(ZvkRelativeKey)) != 0) return false;
-    return memcmp(at(a, a->attributeOffset), at(b, b->attributeOffset), 8) == 0;
+    if ((a->linage & ZVK_LINAGE) && !sameBlock(a, a->linageOffset, b, b->linageOffset, 144)) return false;
+    if (!sameBlock(a, a->keyTableOffset, b, b->keyTableOffset, sizeof(ZvkFileKey) * a->keyCount)) return false;
+    if (!sameBlock(a, a->relativeKeyOffset, b, b->relativeKeyOffset, sizeof(ZvkRelativeKey))) return false;
+    return sameBlock(a, a->attributeOffset, b, b->attributeOffset, 8);
 }
 
 FCB* sharedFile(FIB* fib, PCB* pcb) {

@@ -162,6 +162,8 @@ typedef struct FIB {
     uint8_t reserved83[5];
     uint32_t statusOffset;       /* 88: from *statusCell */
     uint32_t feedbackOffset;     /* 92: from *feedbackCell */
+    /* The blocks below are found at these offsets from the FIB's start;
+       an offset of 0 means the file has no such block. */
     uint32_t keyTableOffset;     /* 96: from the FIB: keyCount ZvkFileKey */
     uint32_t relativeKeyOffset;  /* 100: from the FIB: a ZvkRelativeKey */
     uint32_t attributeOffset;    /* 104: from the FIB: 8 bytes, compared only */

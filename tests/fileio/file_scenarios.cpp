@@ -2,7 +2,10 @@
 // FIB, FCB, record area, FILE STATUS and feedback fields behind their
 // cells), driven by its arguments:
 //   file_scenarios [assign=NAME] [optional] [env] [item] [external] [nostatus]
-//                  [national|ebcdic] [feedback=N] [lsq] [access=random] [org=indexed] OP...
+//                  [national|ebcdic] [feedback=N] [lsq] [access=random] [org=indexed]
+//                  [second|second=differ] OP...
+// "second" calls a second program that declares the same EXTERNAL file,
+// alike or (differ) with another record length and organization.
 // OP is open:input|output|io|extend|input07, close, close:lock, read,
 // read:atend, write, rewrite, start, delete, unlock.  Each prints its status,
 // FS2, the status field's bytes and the feedback field.
@@ -38,6 +41,22 @@ void show(const char* op, int32_t result) {
     fflush(stdout);
 }
 
+cobol::Program secondProgram("SECOND", nullptr);
+alignas(16) FIB secondFib;
+FIB* secondFibs[1] = {&secondFib};
+void* secondFcbs[1] = {nullptr};
+
+void callSecond(bool differ) {
+    secondFib = fib;
+    if (differ) secondFib.maxLength = 90, secondFib.organization = ZVK_ORG_RELATIVE;
+    cobol::put<void*>(secondProgram.pcb, cobol::pcbo::fib, secondFibs);
+    cobol::put<void*>(secondProgram.ipcb, cobol::ipcbo::fcbs, secondFcbs);
+    cobol::put<int32_t>(secondProgram.ipcb, cobol::ipcbo::fileCount, 1);
+    cobol::call(secondProgram, [] {});
+    printf("second shares=%d\n", secondFcbs[0] == file ? 1 : 0);
+    fflush(stdout);
+}
+
 void run(int argc, char** argv) {
     for (int i = 1; i < argc; ++i) {
         const std::string op = argv[i];
@@ -64,6 +83,9 @@ void run(int argc, char** argv) {
             r = file->start(file, element, ZVK_START_EQUAL, 0);
         } else if (op == "delete") {
             r = file->deleteRecord(file, element, 0, 0);
+        } else if (op == "second" || op == "second=differ") {
+            callSecond(op == "second=differ");
+            continue;
         } else if (op == "unlock") {
             r = file->unlock(file, element, 0, 0);
         } else {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "fileio/files.h"
@@ -240,4 +241,59 @@ TEST(UseProcedure, NoFieldNoUseAndThirtyOrAboveEndsTheProgramWithMessage200) {
     r = files({"nostatus", "assign=stl-x", "open:input", "read:atend", "read"});
     EXPECT_EQ(r.err, "") << r.out;
     EXPECT_EQ(r.exitCode, 0);
+}
+
+TEST(External, OneRecordForAlikeDeclarationsMessage75OtherwiseListingTheDifferences) {
+    Result r = files({"assign=stl-x", "external", "open:input", "second", "close"});
+    EXPECT_TRUE(hasLine(r.out, "second shares=1")) << r.out << r.err;
+    EXPECT_EQ(fsOf(r.out, "close"), "00");
+    r = files({"assign=stl-x", "external", "second=differ"});
+    EXPECT_NE(r.err.find("ZVK075S  The attributes of EXTERNAL file IN-FILE in program SECOND differ from its first "
+                         "definition: ORGANIZATION, MAXIMUM RECORD LENGTH."),
+              std::string::npos)
+        << r.err;
+    EXPECT_FALSE(hasLine(r.out, "second shares=1"));
+}
+
+TEST(Lifecycle, RetryAfterFailureAndFilesLeftOpenAreClosedAtTheEndOfTheRunUnit) {
+    Options o;
+    o.env["STANDIN_FAILS"] = "1";
+    o.env["VFS_DEBUG_OPEN"] = "1";
+    Result r = files({"assign=stl-x", "open:output", "open:output"}, o);
+    std::vector<std::string> opens;
+    for (const std::string& l : lines(r.out))
+        if (l.rfind("open:output fs=", 0) == 0) opens.push_back(l.substr(0, 17));
+    EXPECT_EQ(opens, (std::vector<std::string>{"open:output fs=35", "open:output fs=00"})) << r.out;
+    // STOP RUN with the file open: the module's close, with no USE.
+    EXPECT_TRUE(hasLine(r.out, "module: close options=1")) << r.out;
+    EXPECT_NE(r.err.find("Opening stl-IN-FILE as 'x'   FS1=00 FS2=0\n"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("Closing stl-IN-FILE as 'x'   FS1=00 FS2=0\n"), std::string::npos) << r.err;
+}
+
+TEST(Open, TheFileItselfChoosesItsFileSystem) {
+    char dir[] = "/tmp/kvr2plxXXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    auto write = [&](const char* name, const std::string& bytes) {
+        const std::string path = std::string(dir) + "/" + name;
+        FILE* f = fopen(path.c_str(), "w");
+        fwrite(bytes.data(), 1, bytes.size(), f);
+        fclose(f);
+        return path;
+    };
+    const std::string stl = write("own", std::string("01234567STL") + std::string(17, '\0'));
+    const std::string psx = write("psx", std::string(24, 'x') + std::string("vfs\0", 4));
+    const std::string other = write("other", "plain text, no header of ours\n");
+    const std::string empty = write("empty", "");
+    Result r = files({"assign=" + stl, "open:input"});
+    EXPECT_TRUE(hasLine(r.out, "module: init code=5 name=" + stl)) << r.out;
+    r = files({"assign=" + other, "open:input"});
+    EXPECT_TRUE(hasLine(r.out, "module: init code=1 name=" + other)) << r.out;
+    r = files({"assign=" + empty, "open:input"});
+    EXPECT_TRUE(hasLine(r.out, "module: init code=5 name=" + empty)) << r.out;
+    r = files({"assign=" + psx, "open:input"});   // psx's module has no _IO_Init
+    EXPECT_EQ(fsOf(r.out, "open:input"), "96") << r.out;
+    r = files({"assign=" + std::string(dir), "open:input"});   // a directory cannot be read
+    EXPECT_EQ(fsOf(r.out, "open:input"), "93") << r.out;
+    for (const char* n : {"own", "psx", "other", "empty"}) unlink((std::string(dir) + "/" + n).c_str());
+    rmdir(dir);
 }

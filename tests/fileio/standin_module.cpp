@@ -4,6 +4,7 @@
 //   STANDIN_OPEN=fs1/fs2   open answers this status
 //   STANDIN_ABSENT=1       open finds an OPTIONAL file absent (05)
 //   STANDIN_READS=n        READ gives n records, then 10
+//   STANDIN_FAILS=n        the first n opens answer 35
 // Built once with _IO_Init and once without (STANDIN_NO_INIT).
 
 #include <cstdio>
@@ -21,7 +22,7 @@ bool scripted(const char* variable, uint16_t& fs1, uint32_t& fs2) {
     return true;
 }
 
-int reads = 0;
+int reads = 0, opens = 0;
 
 int32_t readRecord(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
     fcb->verb = ZVK_VERB_READ;
@@ -55,6 +56,11 @@ int32_t closeFile(FCB* fcb, IPCB* element) {
     fcb->moduleBuffer = malloc(16);
     fcb->status = 0, fcb->fs2 = 0;
     if (scripted("STANDIN_OPEN", fcb->status, fcb->fs2)) return fcb->status;
+    const char* fails = getenv("STANDIN_FAILS");
+    if (fails && opens++ < atoi(fails)) {
+        fcb->status = 35;
+        return 35;
+    }
     const char* absent = getenv("STANDIN_ABSENT");
     if (absent && *absent) {
         // The library answers READ, START and CLOSE of an absent file.
