@@ -7,7 +7,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 packages=(build-essential cmake ninja-build pkg-config python3 gdb binutils libc-bin
-          libgtest-dev libgmock-dev libbenchmark-dev libicu-dev icu-devtools locales)
+          libgtest-dev libgmock-dev libbenchmark-dev libicu-dev icu-devtools locales
+          gnucobol3)   # cobc: an independent oracle for tests and benchmarks only
 missing=()
 for p in "${packages[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
