@@ -5,11 +5,13 @@
 //   STANDIN_ABSENT=1       open finds an OPTIONAL file absent (05)
 //   STANDIN_READS=n        READ gives n records, then 10
 //   STANDIN_FAILS=n        the first n opens answer 35
-// Built once with _IO_Init and once without (STANDIN_NO_INIT).
+// Built once with _IO_Init and once without (STANDIN_NO_INIT), from the
+// public header and the module kit alone, as any module is.
 
 #include <cstdio>
 #include <cstdlib>
 
+#include "fileio/kit.h"
 #include "kvr2/filemodule.h"
 
 namespace {
@@ -39,6 +41,10 @@ int32_t readRecord(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
     }
     printf("module: read how=%x -> %02u\n", how, fcb->status);
     fcb->lastVerb = ZVK_VERB_READ;
+    // What every module does after a verb, with the kit alone.
+    const FIB* fib = zvkFileFib(fcb, element);
+    zvkStoreFileStatus(fcb, fib);
+    zvkStoreFeedback(fcb, fib);
     if (fcb->status > 9) fcb->useProc(fcb, 0, element);
     return fcb->status;
 }
