@@ -297,3 +297,63 @@ TEST(Open, TheFileItselfChoosesItsFileSystem) {
     for (const char* n : {"own", "psx", "other", "empty"}) unlink((std::string(dir) + "/" + n).c_str());
     rmdir(dir);
 }
+
+namespace {
+struct UseCall {
+    void* arg = nullptr;
+    uint32_t mode = 0;
+    int calls = 0;
+} useCall;
+void useRoutine(void* a, void* b, void* arg, uint32_t mode) {
+    EXPECT_EQ(a, nullptr);
+    EXPECT_EQ(b, nullptr);
+    useCall.arg = arg, useCall.mode = mode, ++useCall.calls;
+}
+}  // namespace
+
+TEST(UseProcedure, ChosenByTheModeAndSparedByAtEndAndInvalidKey) {
+    int inputArg = 1, anyArg = 2;
+    const ZvkUseProcedure forInput{useRoutine, &inputArg}, forAny{useRoutine, &anyArg};
+    const ZvkUseTable table{&forInput, nullptr, nullptr, nullptr, &forAny};
+    uint8_t status[2];
+    void* cell = status;
+    FIB fib{};
+    fib.statusCell = &cell;   // the program sees its statuses: never message 200
+    FCB fcb{};
+    fcb.fib = &fib;
+    fcb.useTable = &table;
+    struct Case {
+        uint8_t verb;
+        uint16_t openMode, modeInForce, status;
+        uint8_t clauses;
+        void* arg;   // null: no call
+        uint32_t mode;
+    } cases[] = {
+        {ZVK_VERB_OPEN, ZVK_OPEN_INPUT, 0, 35, 0, &inputArg, ZVK_OPEN_INPUT},    // OPEN: the requested mode
+        {ZVK_VERB_READ, 0, ZVK_OPEN_INPUT, 30, 0, &inputArg, ZVK_OPEN_INPUT},    // others: the mode in force
+        {ZVK_VERB_WRITE, 0, ZVK_OPEN_OUTPUT, 30, 0, nullptr, 0},                 // no OUTPUT entry: none
+        {ZVK_VERB_CLOSE, 0, 0, 42, 0, &anyArg, 0},                              // no mode: the fifth
+        {ZVK_VERB_READ, 0, ZVK_OPEN_INPUT, 10, ZVK_CLAUSE_AT_END, nullptr, 0},
+        {ZVK_VERB_READ, 0, ZVK_OPEN_INPUT, 10, ZVK_CLAUSE_INVALID_KEY, &inputArg, ZVK_OPEN_INPUT},
+        {ZVK_VERB_READ, 0, ZVK_OPEN_IO, 23, ZVK_CLAUSE_INVALID_KEY, nullptr, 0},
+        {ZVK_VERB_READ, 0, ZVK_OPEN_INPUT, 25, ZVK_CLAUSE_INVALID_KEY, &inputArg, ZVK_OPEN_INPUT},
+    };
+    for (const Case& c : cases) {
+        useCall = {};
+        fcb.verb = c.verb, fcb.openMode = c.openMode, fcb.modeInForce = c.modeInForce;
+        fcb.status = c.status, fcb.clauses = c.clauses;
+        _zvkCallUseProc(&fcb, 0, nullptr);
+        EXPECT_EQ(useCall.calls, c.arg ? 1 : 0) << int(c.verb) << " " << c.status;
+        EXPECT_EQ(useCall.arg, c.arg);
+        EXPECT_EQ(useCall.mode, c.mode);
+    }
+    // CLOSE of an absent OPTIONAL file is a clean close.
+    fcb = FCB{};
+    fcb.fib = &fib;
+    fcb.state = ZVK_STATE_OPTIONAL_ABSENT;
+    fcb.modeInForce = ZVK_OPEN_INPUT;
+    EXPECT_EQ(_zvkCloseError(&fcb, nullptr), 0);
+    EXPECT_EQ(fcb.state & ZVK_STATE_OPTIONAL_ABSENT, 0u);
+    EXPECT_EQ(fcb.modeInForce, 0);
+    EXPECT_EQ(fcb.open, _zvkGenericOpen);
+}
