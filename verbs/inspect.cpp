@@ -13,6 +13,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "base/bytes.h"
 #include "frame/frame.h"
 #include "kvr2/inspect.h"
 
@@ -299,10 +300,7 @@ extern "C" void _zvkcInspect(InspectBlock* block) {
         if (length > 0) changed |= scanGroup(ph, first, end, item, length, cs);
         for (int i = first; i < end; ++i) {
             if (!ph[i].counter || ph[i].tally == 0) continue;
-            uint64_t v;
-            memcpy(&v, ph[i].counter, sizeof v);
-            v += ph[i].tally;
-            memcpy(ph[i].counter, &v, sizeof v);
+            base::storeLe(ph[i].counter, base::loadLe<uint64_t>(ph[i].counter) + ph[i].tally);
         }
         first = end;
     }
