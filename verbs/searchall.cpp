@@ -222,9 +222,10 @@ struct Plan {
     const uint8_t* image;   // the argument's image (Bytes, Weighted, Numeric, Packed, National, WideBinary)
     const uint8_t* weights;
     NumericForm nf;
-    int64_t s;
-    uint64_t u;
-    Quad q;
+    bool signedKey;      // WideBinary: the top bit is a sign
+    int64_t signedValue;  // the argument's value (Signed, Unsigned, Float)
+    uint64_t unsignedValue;
+    Quad floatValue;
 };
 
 // Returns false when the argument's excess shows no entry can match.
@@ -332,15 +333,15 @@ bool prepare(Plan& pl, uint8_t type, const uint8_t* a, uint64_t alen, uint8_t fo
                 for (uint32_t i = 0; i < len - keptLen; ++i) v = (v << 8) | ext;
                 for (uint64_t i = 0; i < keptLen; ++i) v = (v << 8) | kept[i];
                 pl.kind = isSigned ? Kind::Signed : Kind::Unsigned;
-                pl.u = v;
-                pl.s = signExtend(v, len);
+                pl.unsignedValue = v;
+                pl.signedValue = signExtend(v, len);
                 return true;
             }
             memset(img, ext, len - keptLen);
             memcpy(img + (len - keptLen), kept, keptLen);
             if (isSigned) img[0] ^= 0x80;
             pl.kind = Kind::WideBinary;
-            pl.u = isSigned;
+            pl.signedKey = isSigned;
             return true;
         }
         case 96:
@@ -348,7 +349,7 @@ bool prepare(Plan& pl, uint8_t type, const uint8_t* a, uint64_t alen, uint8_t fo
             const bool highFirst = type & 1;
             pl.highFirst = highFirst;
             if (!floatWidth(len) || !floatWidth(static_cast<uint32_t>(alen))) return false;
-            pl.q = loadFloat(a, static_cast<uint32_t>(alen), highFirst);
+            pl.floatValue = loadFloat(a, static_cast<uint32_t>(alen), highFirst);
             pl.kind = Kind::Float;
             return true;
         }
@@ -395,19 +396,19 @@ inline int compareKey(const Plan& pl, const uint8_t* key, uint8_t* work) {
         }
         case Kind::Signed: {
             int64_t v = signExtend(base::loadUnsigned(key, pl.length, pl.highFirst), pl.length);
-            return (v > pl.s) - (v < pl.s);
+            return (v > pl.signedValue) - (v < pl.signedValue);
         }
         case Kind::Unsigned: {
             uint64_t v = base::loadUnsigned(key, pl.length, pl.highFirst);
-            return (v > pl.u) - (v < pl.u);
+            return (v > pl.unsignedValue) - (v < pl.unsignedValue);
         }
         case Kind::WideBinary:
             toBigEndian(key, pl.length, pl.highFirst, work);
-            if (pl.u) work[0] ^= 0x80;
+            if (pl.signedKey) work[0] ^= 0x80;
             return memcmp(work, pl.image, pl.length);
         case Kind::Float: {
             Quad v = loadFloat(key, pl.length, pl.highFirst);
-            return (v > pl.q) - (v < pl.q);
+            return (v > pl.floatValue) - (v < pl.floatValue);
         }
         case Kind::Never:
             break;

@@ -182,11 +182,11 @@ Found scanField(const Delimiters& ds, const uint8_t* src, uint64_t pos, uint64_t
 // A numeric receiver: the last integerSize bytes of the field, right
 // aligned in the integer digits behind "0"s; the decimal places "0"; a
 // separate sign "+".  The bytes are copied as they are.
-void storeNumeric(uint8_t* t, const uint8_t* field, uint64_t f, bool national) {
-    uint8_t* dst = loadLe<uint8_t*>(t);
-    uint64_t size = loadLe<uint64_t>(t + 8);
-    uint64_t integer = loadLe<uint64_t>(t + 16);
-    uint8_t kind = t[27];
+void storeNumeric(uint8_t* target, const uint8_t* field, uint64_t fieldLength, bool national) {
+    uint8_t* dst = loadLe<uint8_t*>(target);
+    uint64_t size = loadLe<uint64_t>(target + 8);
+    uint64_t integer = loadLe<uint64_t>(target + 16);
+    uint8_t kind = target[27];
     static const uint8_t zero1[2] = {0x30, 0x30}, zero2[2] = {0x30, 0x00};
     static const uint8_t plus1[2] = {0x2B, 0x2B}, plus2[2] = {0x2B, 0x00};
     const unsigned unit = national ? 2 : 1;
@@ -198,8 +198,8 @@ void storeNumeric(uint8_t* t, const uint8_t* field, uint64_t f, bool national) {
     uint64_t decimals = size - signBytes - integer;
     bool leads = (kind & ZVK_TARGET_SIGN_LEADS) != 0;
     uint8_t* digits = dst + (leads ? signBytes : 0);
-    uint64_t k = f < integer ? f : integer;
-    if (k) memmove(digits + (integer - k), field + (f - k), k);
+    uint64_t k = fieldLength < integer ? fieldLength : integer;
+    if (k) memmove(digits + (integer - k), field + (fieldLength - k), k);
     fillPattern(digits, integer - k, zero, unit);
     fillPattern(digits + integer, decimals, zero, unit);
     if (signBytes) memcpy(leads ? dst : dst + size - signBytes, plus, signBytes);
@@ -310,23 +310,23 @@ KVR2_API void _zvkcUnString(UnstringBlock* block, UnstringTarget* targets, const
         } else {
             found = scanField(ds, src, pos, end, unit);
             fieldEnd = found.at;
-            uint8_t* di = loadLe<uint8_t*>(t + 32);
-            if (di) {
-                uint64_t diSize = loadLe<uint64_t>(t + 40);
+            uint8_t* delimiterIn = loadLe<uint8_t*>(t + 32);
+            if (delimiterIn) {
+                uint64_t delimiterInSize = loadLe<uint64_t>(t + 40);
                 bool justified = t[51] & ZVK_TARGET_JUSTIFIED;
                 if (found.any)
-                    moveAlphanumeric(di, diSize, src + found.occurrence, found.length, justified, blank, unit);
+                    moveAlphanumeric(delimiterIn, delimiterInSize, src + found.occurrence, found.length, justified, blank, unit);
                 else
-                    fillPattern(di, diSize, blank, unit);
+                    fillPattern(delimiterIn, delimiterInSize, blank, unit);
             }
         }
-        const uint64_t f = fieldEnd - pos;
+        const uint64_t fieldLength = fieldEnd - pos;
         if (numeric)
-            storeNumeric(t, src + pos, f, (kind & ZVK_TARGET_NATIONAL_NUMERIC) != 0);
+            storeNumeric(t, src + pos, fieldLength, (kind & ZVK_TARGET_NATIONAL_NUMERIC) != 0);
         else
-            moveAlphanumeric(loadLe<uint8_t*>(t), loadLe<uint64_t>(t + 8), src + pos, f, kind & ZVK_TARGET_JUSTIFIED,
+            moveAlphanumeric(loadLe<uint8_t*>(t), loadLe<uint64_t>(t + 8), src + pos, fieldLength, kind & ZVK_TARGET_JUSTIFIED,
                              blank, unit);
-        storeLe<uint64_t>(t + 56, f / unit);
+        storeLe<uint64_t>(t + 56, fieldLength / unit);
         ++tally;
         pos = found.next;
     }
