@@ -136,6 +136,20 @@ bool hasLine(const std::string& text, const std::string& line) {
     return false;
 }
 
+std::string locale(const std::string& input, const std::string& charmap, const std::string& name) {
+    const std::string dir = binDir() + "/locales";
+    if (access((dir + "/" + name + "/LC_CTYPE").c_str(), F_OK) == 0) return dir;
+    // Built under a name of this process's own, then renamed into place:
+    // a rename over a directory another process made first fails, harmlessly.
+    const std::string work = dir + "/" + name + ".build" + std::to_string(getpid());
+    const std::string cmd = "mkdir -p " + dir + " && localedef -i " + input + " -f " + charmap + " " + work +
+                            " >/dev/null 2>&1; mv -T " + work + " " + dir + "/" + name + " 2>/dev/null; rm -rf " +
+                            work;
+    int rc = system(cmd.c_str());
+    (void)rc;   // localedef warns (exit 1) about some sources and still builds
+    return access((dir + "/" + name + "/LC_CTYPE").c_str(), F_OK) == 0 ? dir : std::string();
+}
+
 std::map<std::string, std::string> values(const std::string& out) {
     std::map<std::string, std::string> m;
     for (auto& l : lines(out)) {

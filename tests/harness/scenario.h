@@ -44,4 +44,9 @@ bool hasLine(const std::string& text, const std::string& line);
 // The "key=value" lines of a scenario's output (a key holds no blank).
 std::map<std::string, std::string> values(const std::string& out);
 
+// The LOCPATH directory in the build tree holding locale `name`, built by
+// localedef from `input` and `charmap` on first need; empty when it cannot
+// be built.  Tests running at once may ask for the same locale.
+std::string locale(const std::string& input, const std::string& charmap, const std::string& name);
+
 }  // namespace scenario
