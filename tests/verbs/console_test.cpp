@@ -291,9 +291,7 @@ TEST(Accept, ClockForms) {
         ASSERT_EQ(r.exitCode, 0) << r.err;
         std::string y4 = before.substr(0, 4), y2 = before.substr(2, 2), md = before.substr(4, 4),
                     hms = before.substr(8, 6), doy = before.substr(15, 3), dow = before.substr(19, 1);
-        std::map<std::string, std::string> v;
-        for (auto& l : scenario::lines(r.out))
-            if (l.find("=[") != std::string::npos) v[l.substr(0, l.find('='))] = l.substr(l.find('=') + 1);
+        auto v = scenario::values(r.out);
         EXPECT_EQ(v["10"], "[" + y2 + md + "    **]");
         EXPECT_EQ(v["50"], "[" + y4 + md + "  **]");
         EXPECT_EQ(v["08"], "[" + y2 + doy + "     **]");
@@ -319,20 +317,6 @@ TEST(Stop, LiteralWaitsForAnAnswer) {
     EXPECT_EQ(eof.err, "");
 }
 
-TEST(Demo, DisplaysWhatItComputes) {
-    Options o;
-    o.env["LC_ALL"] = "C";
-    Result r = scenario::run(scenario::binDir() + "/../../bin/kvr2demo", {}, o);
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(r.err, "");
-    std::regex expected(
-        "DEMOMAIN: RUN OF [0-9]{8}\n"
-        "DEMOSUB: ENTRY 01, 1/ENTRY  \\.1000E 01, YEAR WINDOW STARTS [0-9]{4}\n"
-        "DEMOSUB: ENTRY 02, 1/ENTRY  \\.5000E 00, YEAR WINDOW STARTS [0-9]{4}\n"
-        "DEMOMAIN: DEMOSUB WAS ENTERED 000000002 TIMES\n");
-    EXPECT_TRUE(std::regex_match(r.out, expected)) << r.out;
-}
-
 TEST(Accept, ReadErrorIsReportedAndTheRunGoesOn) {
     TempDir t;
     // A directory opens for reading but every read of it fails (EISDIR).
@@ -348,15 +332,8 @@ TEST(Accept, ReadErrorIsReportedAndTheRunGoesOn) {
 }
 
 TEST(Accept, DbcsItemIsPaddedWithTheLocalesDbcsBlank) {
-    // Locales of this test program of its own: another may be building its
-    // own at the same time.
-    const std::string locales = scenario::binDir() + "/locales-console";
-    if (!fs::exists(locales + "/ja_JP.eucJP/LC_CTYPE")) {
-        fs::create_directories(locales);
-        int rc = system(("localedef -i ja_JP -f EUC-JP " + locales + "/ja_JP.eucJP >/dev/null 2>&1").c_str());
-        (void)rc;
-        if (!fs::exists(locales + "/ja_JP.eucJP/LC_CTYPE")) GTEST_SKIP() << "localedef ja_JP failed";
-    }
+    const std::string locales = scenario::locale("ja_JP", "EUC-JP", "ja_JP.eucJP");
+    if (locales.empty()) GTEST_SKIP() << "localedef ja_JP failed";
     std::map<std::string, std::optional<std::string>> env = {{"LC_ALL", "ja_JP.eucJP"}, {"LOCPATH", locales}};
     // An even remainder takes the two-byte blank; an odd one single blanks.
     EXPECT_EQ(run({"accept", "6", "1", "0x82"}, env, "AB\n").out, std::string("[AB\x81\x40\x81\x40]\n") + kEpilogue);
