@@ -29,6 +29,15 @@ void bumpOverflow(uint32_t* overflow) {
     if (overflow && *overflow) ++*overflow;
 }
 
+// The byte offset of a POINTER value in an item of `length` bytes; false
+// when the pointer stands outside it, where the statement overflows and
+// changes nothing else.
+bool pointerOffset(uint64_t pointer, uint64_t length, unsigned unit, uint64_t* offset) {
+    if (pointer < 1 || pointer - 1 > length / unit) return false;
+    *offset = (pointer - 1) * unit;
+    return true;
+}
+
 // Fills n bytes with a blank of `unit` bytes, the pattern counted from the
 // start of the receiving item (`phase` bytes in).
 inline void fillPattern(uint8_t* dst, uint64_t n, const uint8_t* pattern, unsigned unit, uint64_t phase = 0) {
@@ -220,14 +229,9 @@ KVR2_API void _zvkcString(StringBlock* block, const uint64_t* alphabet, uint32_t
     const uint8_t* weights = (flags & ZVK_STRING_COLLATE) && unit == 1 ? collatingTable(alphabet) : nullptr;
 
     uint64_t offset = 0;
-    if (flags & ZVK_STRING_POINTER) {
-        // A pointer outside the receiver: nothing is sent, the pointer keeps
-        // its value, and the statement overflows.
-        if (pointer < 1 || pointer - 1 > targetLength / unit) {
-            bumpOverflow(overflow);
-            return;
-        }
-        offset = (pointer - 1) * unit;
+    if ((flags & ZVK_STRING_POINTER) && !pointerOffset(pointer, targetLength, unit, &offset)) {
+        bumpOverflow(overflow);
+        return;
     }
     uint64_t room = targetLength - offset;
     bool overflowed = false;
@@ -278,14 +282,9 @@ KVR2_API void _zvkcUnString(UnstringBlock* block, UnstringTarget* targets, const
         blank[1] = 0x00;   // U+0020, low byte first
 
     uint64_t pos = 0;
-    if (flags & ZVK_UNSTRING_POINTER) {
-        // A pointer outside the source: the statement overflows and nothing
-        // else changes.
-        if (pointer < 1 || pointer - 1 > end / unit) {
-            bumpOverflow(overflow);
-            return;
-        }
-        pos = (pointer - 1) * unit;
+    if ((flags & ZVK_UNSTRING_POINTER) && !pointerOffset(pointer, end, unit, &pos)) {
+        bumpOverflow(overflow);
+        return;
     }
     const uint64_t start = pos;
 
