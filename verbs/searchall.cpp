@@ -436,7 +436,8 @@ KVR2_API int64_t _zvkcSrchAll(const SearchHeader* header, uint8_t* table, int64_
     const uint8_t* lengths = h + 8 + 16 * static_cast<size_t>(keyCount);
     const uint8_t* forms = lengths + 8 * static_cast<size_t>(argumentCount);
     const uint8_t* values = reinterpret_cast<const uint8_t*>(arguments);
-    const uint8_t* weights = alphabet ? loadLe<const uint8_t*>(reinterpret_cast<const uint8_t*>(alphabet) + ZVK_ALPHABET_WEIGHTS) : nullptr;
+    const uint8_t* alphabetBytes = reinterpret_cast<const uint8_t*>(alphabet);
+    const uint8_t* weights = alphabet ? loadLe<const uint8_t*>(alphabetBytes + ZVK_ALPHABET_WEIGHTS) : nullptr;
     const uint8_t* first = table + firstEntry;
 
     // Plans and images: on the stack for the usual few keys, else in the

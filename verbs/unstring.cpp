@@ -314,7 +314,8 @@ KVR2_API void _zvkcUnString(UnstringBlock* block, UnstringTarget* targets, const
                 uint64_t delimiterInSize = loadLe<uint64_t>(t + 40);
                 bool justified = t[51] & ZVK_TARGET_JUSTIFIED;
                 if (found.any)
-                    moveAlphanumeric(delimiterIn, delimiterInSize, src + found.occurrence, found.length, justified, blank, unit);
+                    moveAlphanumeric(delimiterIn, delimiterInSize, src + found.occurrence, found.length, justified,
+                                     blank, unit);
                 else
                     fillPattern(delimiterIn, delimiterInSize, blank, unit);
             }
@@ -323,8 +324,8 @@ KVR2_API void _zvkcUnString(UnstringBlock* block, UnstringTarget* targets, const
         if (numeric)
             storeNumeric(t, src + pos, fieldLength, (kind & ZVK_TARGET_NATIONAL_NUMERIC) != 0);
         else
-            moveAlphanumeric(loadLe<uint8_t*>(t), loadLe<uint64_t>(t + 8), src + pos, fieldLength, kind & ZVK_TARGET_JUSTIFIED,
-                             blank, unit);
+            moveAlphanumeric(loadLe<uint8_t*>(t), loadLe<uint64_t>(t + 8), src + pos, fieldLength,
+                             kind & ZVK_TARGET_JUSTIFIED, blank, unit);
         storeLe<uint64_t>(t + 56, fieldLength / unit);
         ++tally;
         pos = found.next;
