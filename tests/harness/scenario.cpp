@@ -83,6 +83,10 @@ Result run(const std::string& program, const std::vector<std::string>& args, con
             execve(argv[0], argv.data(), envp.data());
             _exit(127);
         }
+        if (!o.input.empty()) {
+            ssize_t w = write(master, o.input.data(), o.input.size());
+            (void)w;
+        }
         int fds[2] = {master, -1};
         std::string* sinks[2] = {&r.out, &r.err};
         drain(fds, sinks);

@@ -24,7 +24,7 @@ struct Options {
     // Run with stdin/stdout/stderr on a pseudo-terminal of this width
     // (0: pipes).  Output then arrives merged in `out`.
     int ptyColumns = 0;
-    std::string input;     // fed to stdin (pipes only)
+    std::string input;     // fed to stdin (on a terminal: typed, echo and all)
 };
 
 // Runs `program args...`; program is a path.

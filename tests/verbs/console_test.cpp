@@ -4,13 +4,9 @@
 // scenario program in a process of its own.
 
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <pty.h>
 #include <stdlib.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -35,46 +31,6 @@ Result run(const std::vector<std::string>& args, std::map<std::string, std::opti
     if (!o.env.count("LC_ALL")) o.env["LC_ALL"] = "C";
     o.input = input;
     return scenario::run(program(), args, o);
-}
-
-// A scenario on a terminal, its input typed in; returns all the terminal
-// showed (echo included, with the terminal's CR LF line ends).
-std::string runOnTerminal(const std::vector<std::string>& args, const std::string& typed,
-                          std::map<std::string, std::string> env = {}) {
-    std::vector<std::string> envStrings = {"LC_ALL=C", "COBRTOPT=TRAP=OFF"};
-    for (const char* keep : {"NLSPATH", "PATH"})
-        if (const char* v = getenv(keep)) envStrings.push_back(std::string(keep) + "=" + v);
-    for (auto& [k, v] : env) envStrings.push_back(k + "=" + v);
-    std::vector<char*> envp, argv;
-    for (auto& s : envStrings) envp.push_back(const_cast<char*>(s.c_str()));
-    envp.push_back(nullptr);
-    std::string prog = program();
-    argv.push_back(const_cast<char*>(prog.c_str()));
-    for (auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    int master;
-    pid_t pid = forkpty(&master, nullptr, nullptr, nullptr);
-    if (pid == 0) {
-        execve(argv[0], argv.data(), envp.data());
-        _exit(127);
-    }
-    if (!typed.empty()) {
-        ssize_t w = write(master, typed.data(), typed.size());
-        (void)w;
-    }
-    std::string out;
-    char buf[4096];
-    for (;;) {
-        pollfd p{master, POLLIN, 0};
-        if (poll(&p, 1, 20000) <= 0) break;
-        ssize_t n = read(master, buf, sizeof buf);
-        if (n <= 0) break;
-        out.append(buf, static_cast<size_t>(n));
-    }
-    close(master);
-    int status;
-    waitpid(pid, &status, 0);
-    return out;
 }
 
 std::string slurp(const fs::path& p) {
@@ -246,7 +202,11 @@ TEST(Accept, FromAFileNamedBySysin) {
 TEST(Accept, FromATerminal) {
     // A terminal is read in line mode; ^D at the start of a line is the end
     // of input.
-    std::string shown = runOnTerminal({"accept", "4", "4"}, "AB\nCDEFG\n\n\x04");
+    Options o;
+    o.env["LC_ALL"] = "C";
+    o.ptyColumns = 80;
+    o.input = "AB\nCDEFG\n\n\x04";
+    const std::string shown = scenario::run(program(), {"accept", "4", "4"}, o).out;
     EXPECT_NE(shown.find("[AB  ]\r\n"), std::string::npos) << shown;
     EXPECT_NE(shown.find("[CDEF]\r\n"), std::string::npos) << shown;
     size_t first = shown.find("[****]");
