@@ -58,6 +58,10 @@ void drain(int fds[2], std::string* sinks[2]) {
             }
         }
     }
+    // Silent for a minute: the program is stuck (waiting for input, say).
+    // Closing its streams (a hangup on a terminal) lets it end.
+    for (int i = 0; i < 2; ++i)
+        if (open[i]) close(fds[i]);
 }
 
 }  // namespace
