@@ -63,9 +63,9 @@ std::vector<Golden> readGolden() {
 
 }  // namespace
 
-// Where the Part and GnuCOBOL (which made the golden images) differ, the
-// library follows the Part.  Each difference is listed here with what the
-// library gives instead of the golden image:
+// Where this library and GnuCOBOL (which made the golden images) differ,
+// the library keeps its own rules.  Each difference is listed here with
+// what the library gives instead of the golden image:
 //
 // A. Insertion characters ("/", "0", B) inside the zero-suppressed part of
 //    the picture: the library stores the fill character there (as the
