@@ -7,6 +7,7 @@
 
 #include <atomic>
 
+#include "base/bytes.h"
 #include "frame/frame.h"
 #include "verbs/item_lengths.h"
 #include "kvr2/classcmp.h"
@@ -154,11 +155,8 @@ KVR2_API int32_t _zvkcCmpToPad(const uint8_t* left, uint32_t pad, int64_t length
     const uint8_t p = static_cast<uint8_t>(pad);
     const uint64_t pattern = 0x0101010101010101ull * p;
     uint64_t i = 0;
-    for (; i + 8 <= n; i += 8) {
-        uint64_t w;
-        memcpy(&w, left + i, 8);
-        if (w != pattern) break;
-    }
+    for (; i + 8 <= n; i += 8)
+        if (base::loadLe<uint64_t>(left + i) != pattern) break;
     for (; i < n; ++i)
         if (left[i] != p) return left[i] < p ? -1 : 1;
     return 0;

@@ -139,17 +139,17 @@ long floatText(const DisplayItem& item, uint8_t point, char* buf) {
     __float128 f16 = 0;
     switch (item.size) {
         case 4:
-            memcpy(&f4, a, 4);
+            f4 = base::loadLe<float>(a);
             inf = isinf(f4);
             nan = isnan(f4);
             break;
         case 8:
-            memcpy(&f8, a, 8);
+            f8 = base::loadLe<double>(a);
             inf = isinf(f8);
             nan = isnan(f8);
             break;
         case 16: {
-            memcpy(&f16, a, 16);
+            f16 = base::loadLe<__float128>(a);
             long double x = static_cast<long double>(f16);
             inf = isinf(x);
             nan = isnan(x);

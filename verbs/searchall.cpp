@@ -119,13 +119,9 @@ bool numericImage(const NumericForm& nf, const uint8_t* p, uint64_t n, SignAt sa
         o[0] = 0xF0 | signDigit(nf, d[0]);
         uint64_t i = 1;
         for (; i + 16 < nd; i += 16) {
-            uint64_t w0, w1;
-            memcpy(&w0, d + i, 8);
-            memcpy(&w1, d + i + 8, 8);
-            w0 = (w0 & 0x0F0F0F0F0F0F0F0Full) | 0xF0F0F0F0F0F0F0F0ull;
-            w1 = (w1 & 0x0F0F0F0F0F0F0F0Full) | 0xF0F0F0F0F0F0F0F0ull;
-            memcpy(o + i, &w0, 8);
-            memcpy(o + i + 8, &w1, 8);
+            const uint64_t w0 = loadLe<uint64_t>(d + i), w1 = loadLe<uint64_t>(d + i + 8);
+            base::storeLe(o + i, (w0 & 0x0F0F0F0F0F0F0F0Full) | 0xF0F0F0F0F0F0F0F0ull);
+            base::storeLe(o + i + 8, (w1 & 0x0F0F0F0F0F0F0F0Full) | 0xF0F0F0F0F0F0F0F0ull);
         }
         for (; i + 1 < nd; ++i) o[i] = 0xF0 | (d[i] & 0x0F);
         o[nd - 1] = 0xF0 | signDigit(nf, d[nd - 1]);
@@ -158,12 +154,7 @@ void packedImage(const uint8_t* p, uint32_t len, uint8_t* out) {
     if (!any) return;
     ++len;
     uint32_t i = 0;
-    for (; i + 8 <= len; i += 8) {
-        uint64_t w;
-        memcpy(&w, out + i, 8);
-        w = ~w;
-        memcpy(out + i, &w, 8);
-    }
+    for (; i + 8 <= len; i += 8) base::storeLe(out + i, ~loadLe<uint64_t>(out + i));
     for (; i < len; ++i) out[i] = static_cast<uint8_t>(~out[i]);
 }
 
@@ -192,19 +183,9 @@ inline Quad loadFloat(const uint8_t* p, uint32_t n, bool highFirst) {
         for (uint32_t i = 0; i < n; ++i) b[i] = p[n - 1 - i];
     else
         memcpy(b, p, n);
-    if (n == 4) {
-        float f;
-        memcpy(&f, b, 4);
-        return f;
-    }
-    if (n == 8) {
-        double d;
-        memcpy(&d, b, 8);
-        return d;
-    }
-    Quad q;
-    memcpy(&q, b, 16);
-    return q;
+    if (n == 4) return loadLe<float>(b);
+    if (n == 8) return loadLe<double>(b);
+    return loadLe<Quad>(b);
 }
 
 inline bool floatWidth(uint32_t n) { return n == 4 || n == 8 || n == 16; }
