@@ -14,8 +14,6 @@ namespace {
 
 using base::loadLe;
 
-inline int16_t load16(const void* p) { return loadLe<int16_t>(p); }
-inline uint16_t loadU16(const void* p) { return loadLe<uint16_t>(p); }
 inline void storeUnit(uint8_t* out, size_t index, uint16_t unit) { base::storeLe(out + 2 * index, unit); }
 
 constexpr uint16_t kNationalBlank = 0x0020;
@@ -40,7 +38,7 @@ namespace kvr2 {
 
 size_t editNumber(const NumericEditRecord* record, const uint8_t* source, uint8_t* out) {
     const uint8_t* rec = reinterpret_cast<const uint8_t*>(record);
-    const int16_t rawLength = load16(rec);
+    const int16_t rawLength = loadLe<int16_t>(rec);
     const size_t length = verbs::byteCount(rawLength);
     const uint8_t decimalPoint = rec[2];
     const uint8_t currencySign = rec[3];
@@ -326,7 +324,7 @@ int32_t deEdit(const uint8_t* pic, size_t length, const Source& src, uint8_t* ds
 }
 
 inline size_t deEditLength(const DeEditRecord* record) {
-    int16_t l = load16(record);
+    int16_t l = loadLe<int16_t>(record);
     return l < 0 ? 0 : size_t(l);
 }
 inline const uint8_t* deEditPicture(const DeEditRecord* record) {
@@ -342,7 +340,7 @@ extern "C" {
 void _zvkcMoveAlphaNumEdit(const AlphaEditRecord* record, const uint8_t* source, int32_t sourceLength,
                            uint8_t* destination) {
     const uint8_t* rec = reinterpret_cast<const uint8_t*>(record);
-    const int16_t length = load16(rec);
+    const int16_t length = loadLe<int16_t>(rec);
     const bool repeat = rec[2] != 0;
     const uint8_t* pic = rec + 3;
     const size_t sourceSize = sourceLength > 0 ? size_t(sourceLength) : 0;
@@ -369,20 +367,20 @@ void _zvkcMoveAlphaNumEdit(const AlphaEditRecord* record, const uint8_t* source,
 void _zvkcMoveUnicodeEdit(const NationalEditRecord* record, const uint8_t* source, int32_t sourceLength,
                           uint8_t* destination) {
     const uint8_t* rec = reinterpret_cast<const uint8_t*>(record);
-    const int32_t runBytes = load16(rec);
+    const int32_t runBytes = loadLe<int16_t>(rec);
     // ((runBytes - 1) / 4 rounded down) + 1 runs; none for an empty list.
     const int32_t runs = runBytes <= 0 ? 0 : (runBytes - 1) / 4 + 1;
     // An empty source cannot start over: it leaves blanks.
     const size_t units = sourceLength > 0 ? size_t(sourceLength) / 2 : 0;
     const bool repeat = rec[2] != 0 && units > 0;
-    auto unitAt = [&](size_t k) { return loadU16(source + 2 * k); };
+    auto unitAt = [&](size_t k) { return loadLe<uint16_t>(source + 2 * k); };
 
     size_t at = 0;   // source units used
     size_t n = 0;    // units stored
     for (int32_t r = 0; r < runs; ++r) {
         const uint8_t* run = rec + 4 + 4 * size_t(r);
-        const uint16_t unit = loadU16(run);
-        const int32_t count = load16(run + 2);
+        const uint16_t unit = loadLe<uint16_t>(run);
+        const int32_t count = loadLe<int16_t>(run + 2);
         if (count <= 0) continue;
         if (unit == 0x0030 || unit == 0x002F || unit == 0x0020) {
             for (int32_t k = 0; k < count; ++k) storeUnit(destination, n++, unit);
@@ -457,7 +455,7 @@ void _zvkcMoveNumToNumEdit2(const NumericEditRecord* record, const uint8_t* sour
     if (!at) return;
     const size_t k = size_t(at - destination);
     const uint8_t* cs = reinterpret_cast<const uint8_t*>(currency);
-    const size_t symbolLength = loadU16(cs);
+    const size_t symbolLength = loadLe<uint16_t>(cs);
     memmove(destination + k + symbolLength, destination + k + 1, n - k - 1);
     memcpy(destination + k, cs + 2, symbolLength);
 }
@@ -470,10 +468,10 @@ int32_t _zvkcMoveNumEditToNum(const DeEditRecord* record, const uint8_t* source,
 
 int32_t _zvkcMoveNumEditToNum2(const DeEditRecord* record, const uint8_t* source, uint8_t* destination,
                                const CurrencyString* currency) {
-    const int16_t raw = load16(record);
+    const int16_t raw = loadLe<int16_t>(record);
     const size_t limit = strnlen(reinterpret_cast<const char*>(source), verbs::byteCount(raw));
     const uint8_t* cs = reinterpret_cast<const uint8_t*>(currency);
-    const size_t symbolLength = strnlen(reinterpret_cast<const char*>(cs + 2), loadU16(cs));
+    const size_t symbolLength = strnlen(reinterpret_cast<const char*>(cs + 2), loadLe<uint16_t>(cs));
     if (symbolLength > 0 && symbolLength <= limit) {
         for (size_t p = 0; p + symbolLength <= limit; ++p) {
             if (memcmp(source + p, cs + 2, symbolLength) == 0)
