@@ -9,8 +9,10 @@
 
 #include <array>
 
+#include "base/bytes.h"
 #include "chardata/codepages.h"
 #include "frame/threads.h"
+#include "verbs/item_lengths.h"
 #include "kvr2/classcmp.h"
 #include "decimal/decimal.h"
 
@@ -41,10 +43,10 @@ constexpr ClassTable makeRange(int lo, int hi) {
 constexpr ClassTable kDbcsByte = makeRange(0x41, 0xFE);
 constexpr ClassTable kKanjiFirst = makeRange(0x41, 0x7F);
 
-inline uint64_t magnitude(int64_t length) { return length < 0 ? 0 - static_cast<uint64_t>(length) : length; }
+using verbs::byteCount;
 
 int32_t inTable(const uint8_t* a, int64_t length, const uint8_t* table) {
-    uint64_t n = magnitude(length);
+    uint64_t n = byteCount(length);
     if (n == 0) return 1;
     if (!a || !table) return 0;
     // Or-ing the entries of eight bytes at a time keeps the loop free of
@@ -76,7 +78,7 @@ int32_t dbcsTest(const uint8_t* a, int64_t length, const uint8_t* firstTable) {
     uint64_t n;
     if (length < 0) {
         p = a;
-        n = magnitude(length);
+        n = byteCount(length);
     } else {
         // Native mixed data: converted to EBCDIC, where double-byte text
         // stands between a shift-out and a shift-in.
@@ -100,11 +102,11 @@ int32_t dbcsTest(const uint8_t* a, int64_t length, const uint8_t* firstTable) {
     return 1;
 }
 
-inline uint16_t unitAt(const uint8_t* a, uint64_t i) { return static_cast<uint16_t>(a[2 * i] | (a[2 * i + 1] << 8)); }
+inline uint16_t unitAt(const uint8_t* a, uint64_t i) { return base::loadLe<uint16_t>(a + 2 * i); }
 
 template <class Pred>
 int32_t everyUnit(const uint8_t* a, int64_t length, Pred pred) {
-    uint64_t units = magnitude(length) / 2;
+    uint64_t units = byteCount(length) / 2;
     for (uint64_t i = 0; i < units; ++i)
         if (!pred(unitAt(a, i))) return 0;
     return 1;
@@ -175,7 +177,7 @@ KVR2_API int32_t _zvkuClasLower(const uint8_t* a, int64_t length) { return every
 // "-"; a "+" passes whatever the digits; an item without a sign position
 // needs a digit other than zero.
 KVR2_API int32_t _zvkuSClasNumeric(uint32_t word, const uint8_t* a, int64_t length) {
-    uint64_t units = magnitude(length) / 2;
+    uint64_t units = byteCount(length) / 2;
     if (units == 0) return 1;
     const uint32_t position = word & 0xFF;
     const bool positive = ((word >> 8) & 0xFF) != 0;

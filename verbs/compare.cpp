@@ -7,14 +7,15 @@
 
 #include <atomic>
 
+#include "base/bytes.h"
 #include "frame/threads.h"
+#include "verbs/item_lengths.h"
 #include "kvr2/classcmp.h"
 
 namespace {
 
-inline uint64_t magnitude(int64_t length) { return length < 0 ? 0 - static_cast<uint64_t>(length) : length; }
-
-inline int32_t sign(int v) { return (v > 0) - (v < 0); }
+using verbs::byteCount;
+using verbs::sign3;
 
 // Both sides plain: weights at the shorter length, then the rest of the
 // longer side against the weight of the blank.
@@ -23,13 +24,13 @@ int32_t comparePlain(const uint8_t* l, uint64_t ln, const uint8_t* r, uint64_t r
     for (uint64_t i = 0; i < n; ++i) {
         if (l[i] == r[i]) continue;
         int d = int(w[l[i]]) - int(w[r[i]]);
-        if (d) return sign(d);
+        if (d) return sign3(d);
     }
     const int blank = w[0x20];
     for (uint64_t i = n; i < ln; ++i)
-        if (int d = int(w[l[i]]) - blank) return sign(d);
+        if (int d = int(w[l[i]]) - blank) return sign3(d);
     for (uint64_t i = n; i < rn; ++i)
-        if (int d = blank - int(w[r[i]])) return sign(d);
+        if (int d = blank - int(w[r[i]])) return sign3(d);
     return 0;
 }
 
@@ -41,7 +42,7 @@ int32_t compareRepeated(const uint8_t* l, uint64_t lp, const uint8_t* r, uint64_
         uint8_t a = lp ? l[i] : l[k];
         uint8_t b = rp ? r[j] : r[k];
         if (a != b) {
-            if (int d = int(w[a]) - int(w[b])) return sign(d);
+            if (int d = int(w[a]) - int(w[b])) return sign3(d);
         }
         if (lp && ++i == lp) i = 0;
         if (rp && ++j == rp) j = 0;
@@ -123,7 +124,7 @@ extern "C" {
 KVR2_API int32_t _zvkcCmpACS(const uint8_t* left, int64_t leftLength, const uint8_t* right, int64_t rightLength,
                              const uint8_t* weights) {
     const uint8_t* w = weights ? weights : kIdentity.t;
-    uint64_t ln = magnitude(leftLength), rn = magnitude(rightLength);
+    uint64_t ln = byteCount(leftLength), rn = byteCount(rightLength);
     bool lfig = leftLength < 0, rfig = rightLength < 0;
     if (lfig && rfig) {
         uint64_t n = ln > rn ? ln : rn;
@@ -154,11 +155,8 @@ KVR2_API int32_t _zvkcCmpToPad(const uint8_t* left, uint32_t pad, int64_t length
     const uint8_t p = static_cast<uint8_t>(pad);
     const uint64_t pattern = 0x0101010101010101ull * p;
     uint64_t i = 0;
-    for (; i + 8 <= n; i += 8) {
-        uint64_t w;
-        memcpy(&w, left + i, 8);
-        if (w != pattern) break;
-    }
+    for (; i + 8 <= n; i += 8)
+        if (base::loadLe<uint64_t>(left + i) != pattern) break;
     for (; i < n; ++i)
         if (left[i] != p) return left[i] < p ? -1 : 1;
     return 0;

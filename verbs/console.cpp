@@ -17,6 +17,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "base/bytes.h"
 #include "chardata/codepages.h"
 #include "frame/messages.h"
 #include "kvr2/console.h"
@@ -104,8 +105,7 @@ int readByte(FILE* f) {
 // The binary item's value, from exactly its own size bytes (native order),
 // sign- or zero-extended.
 void loadBinary(const void* address, uint64_t size, bool isSigned, int64_t* s, uint64_t* u) {
-    uint64_t v = 0;
-    memcpy(&v, address, size);
+    uint64_t v = base::loadUnsigned(address, static_cast<uint32_t>(size), false);
     if (isSigned && size < 8 && (v >> (size * 8 - 1)) & 1) v |= ~uint64_t(0) << (size * 8);
     *u = v;
     *s = static_cast<int64_t>(v);
@@ -142,17 +142,17 @@ long floatText(const DisplayItem& item, uint8_t point, char* buf) {
     __float128 f16 = 0;
     switch (item.size) {
         case 4:
-            memcpy(&f4, a, 4);
+            f4 = base::loadLe<float>(a);
             inf = isinf(f4);
             nan = isnan(f4);
             break;
         case 8:
-            memcpy(&f8, a, 8);
+            f8 = base::loadLe<double>(a);
             inf = isinf(f8);
             nan = isnan(f8);
             break;
         case 16: {
-            memcpy(&f16, a, 16);
+            f16 = base::loadLe<__float128>(a);
             long double x = static_cast<long double>(f16);
             inf = isinf(x);
             nan = isnan(x);
@@ -375,8 +375,7 @@ KVR2_API void _zvkcAccept(uint32_t flags, int64_t length, uint8_t* target) {
 
 KVR2_API void _zvkAcceptUnicode(int32_t flags, const uint64_t* length, uint16_t* target) {
     if (!length || !target) return;
-    int32_t units;
-    memcpy(&units, length, sizeof units);
+    const int32_t units = base::loadLe<int32_t>(length);
     if (units < 1) return;
     Proccom* pc = _zvkProccom;
     FILE* f = (flags & ZVK_ACCEPT_CONSOLE) ? stream(pc ? pc->conIn : nullptr, 'A')
@@ -404,7 +403,7 @@ KVR2_API void _zvkAcceptUnicode(int32_t flags, const uint64_t* length, uint16_t*
             }
             continue;
         }
-        memcpy(out + 2 * static_cast<size_t>(stored), &unit, 2);
+        base::storeLe(out + 2 * static_cast<size_t>(stored), unit);
         ++stored;
     }
     if (line && stored == units && !newline) {

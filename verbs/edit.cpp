@@ -5,22 +5,16 @@
 
 #include <string.h>
 
+#include "base/bytes.h"
 #include "kvr2/edit.h"
 #include "verbs/edit_internal.h"
+#include "verbs/item_lengths.h"
 
 namespace {
 
-inline int16_t load16(const void* p) {
-    int16_t v;
-    memcpy(&v, p, sizeof v);
-    return v;
-}
-inline uint16_t loadU16(const void* p) {
-    uint16_t v;
-    memcpy(&v, p, sizeof v);
-    return v;
-}
-inline void storeUnit(uint8_t* out, size_t index, uint16_t unit) { memcpy(out + 2 * index, &unit, 2); }
+using base::loadLe;
+
+inline void storeUnit(uint8_t* out, size_t index, uint16_t unit) { base::storeLe(out + 2 * index, unit); }
 
 constexpr uint16_t kNationalBlank = 0x0020;
 
@@ -44,30 +38,47 @@ namespace kvr2 {
 
 size_t editNumber(const NumericEditRecord* record, const uint8_t* source, uint8_t* out) {
     const uint8_t* rec = reinterpret_cast<const uint8_t*>(record);
-    const int16_t rawLength = load16(rec);
-    const size_t length = rawLength < 0 ? size_t(-int32_t(rawLength)) : size_t(rawLength);
+    const int16_t rawLength = loadLe<int16_t>(rec);
+    const size_t length = verbs::byteCount(rawLength);
     const uint8_t decimalPoint = rec[2];
     const uint8_t currencySign = rec[3];
     const uint8_t* pic = rec + 5;
 
+    // BLANK WHEN ZERO comes as the class's two's complement.
     bool blankWhenZero = false;
-    unsigned cls = rec[4];
-    if (cls > 12) {
-        cls = (256 - cls) & 0xFF;
-        if (cls <= 12)
+    unsigned editClass = rec[4];
+    if (editClass > ZVK_EDIT_CURRENCY) {
+        editClass = (256 - editClass) & 0xFF;
+        if (editClass <= ZVK_EDIT_CURRENCY)
             blankWhenZero = true;
         else
-            cls = 0;   // no such class: edit without sign
+            editClass = ZVK_EDIT_PLAIN;   // no such class: edit without sign
     }
     const bool negative = source[0] == '-';
+    // What a sign position shows: "+" or "-" where the picture's sign is
+    // "+" (or CR/DB, which test for "-"), "-" or blank where it is "-".
     uint8_t signChar;
-    switch (cls) {
-        case 2: case 4: case 5: case 6: case 8: case 10: signChar = source[0]; break;
-        case 3: case 7: case 9: case 11: signChar = negative ? '-' : ' '; break;
-        default: signChar = ' '; break;
+    switch (editClass) {
+        case ZVK_EDIT_FIXED_PLUS:
+        case ZVK_EDIT_CR:
+        case ZVK_EDIT_DB:
+        case ZVK_EDIT_FLOAT_PLUS:
+        case ZVK_EDIT_FLOAT_PLUS_B:
+        case ZVK_EDIT_CURRENCY_PLUS:
+            signChar = source[0];
+            break;
+        case ZVK_EDIT_FIXED_MINUS:
+        case ZVK_EDIT_FLOAT_MINUS:
+        case ZVK_EDIT_FLOAT_MINUS_B:
+        case ZVK_EDIT_CURRENCY_MINUS:
+            signChar = negative ? '-' : ' ';
+            break;
+        default:
+            signChar = ' ';
+            break;
     }
-    const bool signFloats = cls >= 6 && cls <= 9;
-    const bool currencyFloats = cls >= 10 && cls <= 12;
+    const bool signFloats = editClass >= ZVK_EDIT_FLOAT_PLUS && editClass <= ZVK_EDIT_FLOAT_MINUS_B;
+    const bool currencyFloats = editClass >= ZVK_EDIT_CURRENCY_PLUS && editClass <= ZVK_EDIT_CURRENCY;
     const bool floats = signFloats || currencyFloats;
     const uint8_t symbol = signFloats ? signChar : currencySign;
     uint8_t separator = ',', point = '.';
@@ -198,7 +209,10 @@ size_t editNumber(const NumericEditRecord* record, const uint8_t* source, uint8_
         return n;
     }
     if (rawLength >= 0 || s.digitSum != 0) return n;
-    if (s.fill == '*' && cls < 8) {
+    // A zero value where every digit position suppresses: asterisks but
+    // for the point under "*" in the classes below ZVK_EDIT_FLOAT_PLUS_B,
+    // else all blanks.
+    if (s.fill == '*' && editClass < ZVK_EDIT_FLOAT_PLUS_B) {
         for (size_t i = 0; i < n; ++i)
             if (out[i] != point) out[i] = '*';
     } else {
@@ -310,7 +324,7 @@ int32_t deEdit(const uint8_t* pic, size_t length, const Source& src, uint8_t* ds
 }
 
 inline size_t deEditLength(const DeEditRecord* record) {
-    int16_t l = load16(record);
+    int16_t l = loadLe<int16_t>(record);
     return l < 0 ? 0 : size_t(l);
 }
 inline const uint8_t* deEditPicture(const DeEditRecord* record) {
@@ -326,7 +340,7 @@ extern "C" {
 void _zvkcMoveAlphaNumEdit(const AlphaEditRecord* record, const uint8_t* source, int32_t sourceLength,
                            uint8_t* destination) {
     const uint8_t* rec = reinterpret_cast<const uint8_t*>(record);
-    const int16_t length = load16(rec);
+    const int16_t length = loadLe<int16_t>(rec);
     const bool repeat = rec[2] != 0;
     const uint8_t* pic = rec + 3;
     const size_t sourceSize = sourceLength > 0 ? size_t(sourceLength) : 0;
@@ -353,20 +367,20 @@ void _zvkcMoveAlphaNumEdit(const AlphaEditRecord* record, const uint8_t* source,
 void _zvkcMoveUnicodeEdit(const NationalEditRecord* record, const uint8_t* source, int32_t sourceLength,
                           uint8_t* destination) {
     const uint8_t* rec = reinterpret_cast<const uint8_t*>(record);
-    const int32_t runBytes = load16(rec);
+    const int32_t runBytes = loadLe<int16_t>(rec);
     // ((runBytes - 1) / 4 rounded down) + 1 runs; none for an empty list.
     const int32_t runs = runBytes <= 0 ? 0 : (runBytes - 1) / 4 + 1;
     // An empty source cannot start over: it leaves blanks.
     const size_t units = sourceLength > 0 ? size_t(sourceLength) / 2 : 0;
     const bool repeat = rec[2] != 0 && units > 0;
-    auto unitAt = [&](size_t k) { return loadU16(source + 2 * k); };
+    auto unitAt = [&](size_t k) { return loadLe<uint16_t>(source + 2 * k); };
 
     size_t at = 0;   // source units used
     size_t n = 0;    // units stored
     for (int32_t r = 0; r < runs; ++r) {
         const uint8_t* run = rec + 4 + 4 * size_t(r);
-        const uint16_t unit = loadU16(run);
-        const int32_t count = load16(run + 2);
+        const uint16_t unit = loadLe<uint16_t>(run);
+        const int32_t count = loadLe<int16_t>(run + 2);
         if (count <= 0) continue;
         if (unit == 0x0030 || unit == 0x002F || unit == 0x0020) {
             for (int32_t k = 0; k < count; ++k) storeUnit(destination, n++, unit);
@@ -408,7 +422,7 @@ void _zvkcMoveFigConst(uint8_t* destination, int32_t destinationLength, const ui
                        int32_t literalLength) {
     if (literalLength <= 0 || destinationLength == 0) return;
     const bool right = destinationLength < 0;
-    const size_t size = right ? size_t(-int64_t(destinationLength)) : size_t(destinationLength);
+    const size_t size = verbs::byteCount(destinationLength);
     const size_t lit = size_t(literalLength);
     const size_t q = size / lit, r = size % lit;
     uint8_t* whole = destination;
@@ -441,7 +455,7 @@ void _zvkcMoveNumToNumEdit2(const NumericEditRecord* record, const uint8_t* sour
     if (!at) return;
     const size_t k = size_t(at - destination);
     const uint8_t* cs = reinterpret_cast<const uint8_t*>(currency);
-    const size_t symbolLength = loadU16(cs);
+    const size_t symbolLength = loadLe<uint16_t>(cs);
     memmove(destination + k + symbolLength, destination + k + 1, n - k - 1);
     memcpy(destination + k, cs + 2, symbolLength);
 }
@@ -454,10 +468,10 @@ int32_t _zvkcMoveNumEditToNum(const DeEditRecord* record, const uint8_t* source,
 
 int32_t _zvkcMoveNumEditToNum2(const DeEditRecord* record, const uint8_t* source, uint8_t* destination,
                                const CurrencyString* currency) {
-    const int16_t raw = load16(record);
-    const size_t limit = strnlen(reinterpret_cast<const char*>(source), raw < 0 ? size_t(-int32_t(raw)) : size_t(raw));
+    const int16_t raw = loadLe<int16_t>(record);
+    const size_t limit = strnlen(reinterpret_cast<const char*>(source), verbs::byteCount(raw));
     const uint8_t* cs = reinterpret_cast<const uint8_t*>(currency);
-    const size_t symbolLength = strnlen(reinterpret_cast<const char*>(cs + 2), loadU16(cs));
+    const size_t symbolLength = strnlen(reinterpret_cast<const char*>(cs + 2), loadLe<uint16_t>(cs));
     if (symbolLength > 0 && symbolLength <= limit) {
         for (size_t p = 0; p + symbolLength <= limit; ++p) {
             if (memcmp(source + p, cs + 2, symbolLength) == 0)
@@ -474,8 +488,8 @@ void _zvkcMoveVarLenOverlap(uint8_t* destination, int32_t destinationLength, con
                             int32_t sourceLength) {
     const bool right = destinationLength < 0;
     const uint8_t pad = sourceLength < 0 ? 0x40 : 0x20;
-    const size_t d = size_t(destinationLength < 0 ? -int64_t(destinationLength) : int64_t(destinationLength));
-    const size_t s = size_t(sourceLength < 0 ? -int64_t(sourceLength) : int64_t(sourceLength));
+    const size_t d = verbs::byteCount(destinationLength);
+    const size_t s = verbs::byteCount(sourceLength);
     // memmove throughout: it is memcpy where the ranges are apart.  The
     // source moves before any padding is written, so an overlapping source
     // is read whole.

@@ -13,6 +13,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "base/bytes.h"
 #include "frame/messages.h"
 #include "kvr2/inspect.h"
 
@@ -83,7 +84,7 @@ bool find(const uint8_t* item, size_t length, size_t step, const Operand& what, 
 // Sets up the phrases [first, end) of one group.  `copies` is advanced past
 // the copies it uses.
 void setupGroup(Phrase* ph, const InspectPhrase* raw, int first, int end, const uint8_t* item, size_t length,
-                size_t cs, uint8_t*& copies) {
+                size_t charSize, uint8_t*& copies) {
     for (int i = first; i < end; ++i) {
         Phrase& p = ph[i];
         const InspectPhrase& r = raw[i];
@@ -99,7 +100,7 @@ void setupGroup(Phrase* ph, const InspectPhrase* raw, int first, int end, const 
             copies += copyNeed(r.result);
         }
         if (p.kind & ZVK_INSP_CHARACTERS) {
-            p.compared = Operand{nullptr, cs};
+            p.compared = Operand{nullptr, charSize};
         } else {
             p.compared = normalise(r.compared, copies);
             copies += copyNeed(r.compared);
@@ -120,7 +121,7 @@ void setupGroup(Phrase* ph, const InspectPhrase* raw, int first, int end, const 
             Operand a = normalise(r.after, copies);
             copies += copyNeed(r.after);
             size_t at;
-            if (find(item, length, cs, a, &at))
+            if (find(item, length, charSize, a, &at))
                 p.from = at + a.length;
             else
                 p.to = 0;   // closed for the whole pass
@@ -129,22 +130,22 @@ void setupGroup(Phrase* ph, const InspectPhrase* raw, int first, int end, const 
             Operand b = normalise(r.before, copies);
             copies += copyNeed(r.before);
             size_t at;
-            if (find(item, length, cs, b, &at)) p.to = at;
+            if (find(item, length, charSize, b, &at)) p.to = at;
         }
         // A phrase that could match nothing, or whose fill character is
         // incomplete, never acts (and never stalls the scan).
         const bool figurative = r.result.flags & ZVK_INSP_FIGURATIVE;
-        if (p.compared.length == 0 || (figurative && !(p.kind & ZVK_INSP_TALLYING) && p.result.length < cs))
+        if (p.compared.length == 0 || (figurative && !(p.kind & ZVK_INSP_TALLYING) && p.result.length < charSize))
             p.to = 0;
     }
 }
 
-inline void fill(uint8_t* at, size_t length, const uint8_t* unit, size_t cs) {
-    if (cs == 1) {
+inline void fill(uint8_t* at, size_t length, const uint8_t* unit, size_t charSize) {
+    if (charSize == 1) {
         memset(at, unit[0], length);
         return;
     }
-    for (size_t k = 0; k + cs <= length; k += cs) memcpy(at + k, unit, cs);
+    for (size_t k = 0; k + charSize <= length; k += charSize) memcpy(at + k, unit, charSize);
 }
 
 // CONVERTING of a single-byte item: a translation table, first occurrence
@@ -165,14 +166,14 @@ bool convertBytes(Phrase& p, uint8_t* item) {
 }
 
 // One pass of a group over the item.  Returns whether the item changed.
-bool scanGroup(Phrase* ph, int first, int end, uint8_t* item, size_t length, size_t cs) {
-    if (end - first == 1 && (ph[first].kind & ZVK_INSP_CONVERTING) && cs == 1) {
+bool scanGroup(Phrase* ph, int first, int end, uint8_t* item, size_t length, size_t charSize) {
+    if (end - first == 1 && (ph[first].kind & ZVK_INSP_CONVERTING) && charSize == 1) {
         return ph[first].to > ph[first].from && convertBytes(ph[first], item);
     }
     // Where no phrase is LEADING, CHARACTERS or CONVERTING, a position
     // whose byte begins no phrase's value matches nothing and changes no
     // state: such positions are passed over in one step.
-    bool skip = cs == 1;
+    bool skip = charSize == 1;
     bool starts[256] = {};
     for (int i = first; i < end && skip; ++i) {
         if (ph[i].kind & (ZVK_INSP_LEADING | ZVK_INSP_CHARACTERS | ZVK_INSP_CONVERTING))
@@ -195,10 +196,10 @@ bool scanGroup(Phrase* ph, int first, int end, uint8_t* item, size_t length, siz
             if (pos >= length) break;
         }
         int matched = -1;
-        size_t advance = cs;
+        size_t advance = charSize;
         for (int i = first; i < end; ++i) {
             Phrase& p = ph[i];
-            if (pos < p.from || pos + cs > p.to) continue;
+            if (pos < p.from || pos + charSize > p.to) continue;
             const uint32_t kind = p.kind;
             if ((kind & ZVK_INSP_LEADING) && pos > p.from && lastMatch != i) {
                 p.to = 0;
@@ -206,10 +207,10 @@ bool scanGroup(Phrase* ph, int first, int end, uint8_t* item, size_t length, siz
             }
             if (kind & ZVK_INSP_CONVERTING) {
                 const bool figurative = p.raw->result.flags & ZVK_INSP_FIGURATIVE;
-                for (size_t k = 0; k + cs <= p.compared.length; k += cs) {
-                    if (memcmp(p.compared.data + k, item + pos, cs) != 0) continue;
+                for (size_t k = 0; k + charSize <= p.compared.length; k += charSize) {
+                    if (memcmp(p.compared.data + k, item + pos, charSize) != 0) continue;
                     const uint8_t* to = figurative ? p.result.data : p.result.data + k;
-                    if (figurative || k + cs <= p.result.length) memcpy(item + pos, to, cs);
+                    if (figurative || k + charSize <= p.result.length) memcpy(item + pos, to, charSize);
                     changed = true;
                     break;
                 }
@@ -230,7 +231,7 @@ bool scanGroup(Phrase* ph, int first, int end, uint8_t* item, size_t length, siz
                 ++p.tally;
             } else if (kind & ZVK_INSP_REPLACING) {
                 if (p.raw->result.flags & ZVK_INSP_FIGURATIVE)
-                    fill(item + pos, n, p.result.data, cs);
+                    fill(item + pos, n, p.result.data, charSize);
                 else
                     memmove(item + pos, p.result.data, n);
                 changed = true;
@@ -252,7 +253,7 @@ extern "C" void _zvkcInspect(InspectBlock* block) {
     const int count = block->phraseCount;
     if (count <= 0) return;
     const uint32_t itemFlags = static_cast<uint32_t>(block->flags);
-    const size_t cs = (itemFlags & (ZVK_INSP_NATIONAL | ZVK_INSP_DBCS)) ? 2 : 1;
+    const size_t charSize = (itemFlags & (ZVK_INSP_NATIONAL | ZVK_INSP_DBCS)) ? 2 : 1;
     const InspectPhrase* raw = block->phrases;
 
     // One piece of working storage: the phrase states, then every copy.
@@ -295,14 +296,11 @@ extern "C" void _zvkcInspect(InspectBlock* block) {
             ++end;
             if ((kind & ZVK_INSP_TALLYING) && end < count && (raw[end].result.flags & ZVK_INSP_REPLACING)) break;
         }
-        setupGroup(ph, raw, first, end, item, length, cs, copies);
-        if (length > 0) changed |= scanGroup(ph, first, end, item, length, cs);
+        setupGroup(ph, raw, first, end, item, length, charSize, copies);
+        if (length > 0) changed |= scanGroup(ph, first, end, item, length, charSize);
         for (int i = first; i < end; ++i) {
             if (!ph[i].counter || ph[i].tally == 0) continue;
-            uint64_t v;
-            memcpy(&v, ph[i].counter, sizeof v);
-            v += ph[i].tally;
-            memcpy(ph[i].counter, &v, sizeof v);
+            base::storeLe(ph[i].counter, base::loadLe<uint64_t>(ph[i].counter) + ph[i].tally);
         }
         first = end;
     }

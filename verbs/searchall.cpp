@@ -11,74 +11,47 @@
 
 #include <string.h>
 
+#include "base/bytes.h"
+#include "base/numeric_items.h"
 #include "frame/threads.h"
 #include "kvr2/search.h"
+#include "verbs/item_lengths.h"
 
 namespace {
 
-template <class T>
-inline T ld(const void* base, size_t off) {
-    T v;
-    memcpy(&v, static_cast<const uint8_t*>(base) + off, sizeof v);
-    return v;
-}
+using base::loadLe;
 
-inline int sign3(int v) { return (v > 0) - (v < 0); }
+using verbs::sign3;
 
 // ---- numeric DISPLAY images ----
 // The image of a zoned or national numeric value is one byte per digit in
 // zone 0xF (0xF0 | digit), right aligned in the image's length behind zero
 // digits; a negative value other than zero has every byte complemented, so
 // that it sorts below the positives and a greater magnitude sorts lower.
-
-struct DigitTables {
-    uint8_t digit[256];
-    uint8_t negative[256];
-};
-
-// The overpunch table of the decimal operands: digits 0x3n and 0x7n, the
-// letter forms "{", "A".."I" (positive) and "}", "J".."R" (negative), NUL
-// and blank as +0, zone 0xD as negative.
-constexpr DigitTables makeNative() {
-    DigitTables t{};
-    for (int b = 0; b < 256; ++b) {
-        int low = b & 0x0F, zone = b & 0xF0;
-        t.digit[b] = static_cast<uint8_t>(low);
-        t.negative[b] = ((zone == 0x70 || zone == 0xD0) && low < 10) ? 1 : 0;
-    }
-    t.digit[0x7B] = 0;
-    t.digit[0x7D] = 0;
-    t.negative[0x7D] = 1;
-    for (int b = 0x41; b <= 0x49; ++b) t.digit[b] = static_cast<uint8_t>(b - 0x40);
-    for (int b = 0x4A; b <= 0x52; ++b) {
-        t.digit[b] = static_cast<uint8_t>(b - 0x49);
-        t.negative[b] = 1;
-    }
-    t.digit[0x00] = t.digit[0x20] = 0;
+//
+// A sign byte is read through an overpunch table: the native one of the
+// decimal operands, or this one for EBCDIC zoned data (the digit in the low
+// nibble, zone 0xD negative).
+constexpr base::OverpunchTable makeEbcdicOverpunch() {
+    base::OverpunchTable t{};
+    for (int b = 0; b < 256; ++b)
+        t.code[b] = static_cast<uint8_t>((b & 0x0F) | ((b & 0xF0) == 0xD0 ? base::kOverpunchNegative : 0));
     return t;
 }
-// EBCDIC zoned: the digit in the low nibble, zone 0xD negative.
-constexpr DigitTables makeEbcdic() {
-    DigitTables t{};
-    for (int b = 0; b < 256; ++b) {
-        t.digit[b] = static_cast<uint8_t>(b & 0x0F);
-        t.negative[b] = (b & 0xF0) == 0xD0 ? 1 : 0;
-    }
-    return t;
-}
-constexpr DigitTables kNative = makeNative();
-constexpr DigitTables kEbcdic = makeEbcdic();
+constexpr base::OverpunchTable kEbcdicOverpunch = makeEbcdicOverpunch();
 
 enum class SignAt { Detect, None, Leading, Trailing, LeadingSeparate, TrailingSeparate };
 
 struct NumericForm {
-    const DigitTables* tables;
+    const base::OverpunchTable* signs;
     unsigned unit;     // 1 zoned, 2 national (digit units low byte first)
     uint8_t plus, minus;   // separate sign characters (low byte of a unit)
 };
 
+inline uint8_t signDigit(const NumericForm& nf, uint8_t b) { return nf.signs->code[b] & 0x0F; }
+inline bool signNegative(const NumericForm& nf, uint8_t b) { return nf.signs->code[b] & base::kOverpunchNegative; }
 inline uint8_t unitDigit(const NumericForm& nf, const uint8_t* p) {
-    return nf.unit == 1 ? nf.tables->digit[*p] : static_cast<uint8_t>(p[0] & 0x0F);
+    return nf.unit == 1 ? signDigit(nf, *p) : static_cast<uint8_t>(p[0] & 0x0F);
 }
 inline bool isSeparate(const NumericForm& nf, const uint8_t* p) {
     if (nf.unit == 2 && p[1] != 0) return false;
@@ -109,7 +82,7 @@ bool numericImage(const NumericForm& nf, const uint8_t* p, uint64_t n, SignAt sa
             sa = SignAt::LeadingSeparate;
         else
             sa = SignAt::None;
-        if (sa == SignAt::None && u == 1) negative = nf.tables->negative[*last] || nf.tables->negative[*first];
+        if (sa == SignAt::None && u == 1) negative = signNegative(nf, *last) || signNegative(nf, *first);
     }
     switch (sa) {
         case SignAt::LeadingSeparate:
@@ -122,10 +95,10 @@ bool numericImage(const NumericForm& nf, const uint8_t* p, uint64_t n, SignAt sa
             nd = units - 1;
             break;
         case SignAt::Leading:
-            negative = u == 1 && nf.tables->negative[*first];
+            negative = u == 1 && signNegative(nf, *first);
             break;
         case SignAt::Trailing:
-            negative = u == 1 && nf.tables->negative[*last];
+            negative = u == 1 && signNegative(nf, *last);
             break;
         default:
             break;
@@ -143,19 +116,15 @@ bool numericImage(const NumericForm& nf, const uint8_t* p, uint64_t n, SignAt sa
     if (u == 1 && nd > 2) {
         // The end bytes may carry a sign in their zone; the digits between
         // are taken by their low nibble, sixteen at a time.
-        o[0] = 0xF0 | nf.tables->digit[d[0]];
+        o[0] = 0xF0 | signDigit(nf, d[0]);
         uint64_t i = 1;
         for (; i + 16 < nd; i += 16) {
-            uint64_t w0, w1;
-            memcpy(&w0, d + i, 8);
-            memcpy(&w1, d + i + 8, 8);
-            w0 = (w0 & 0x0F0F0F0F0F0F0F0Full) | 0xF0F0F0F0F0F0F0F0ull;
-            w1 = (w1 & 0x0F0F0F0F0F0F0F0Full) | 0xF0F0F0F0F0F0F0F0ull;
-            memcpy(o + i, &w0, 8);
-            memcpy(o + i + 8, &w1, 8);
+            const uint64_t w0 = loadLe<uint64_t>(d + i), w1 = loadLe<uint64_t>(d + i + 8);
+            base::storeLe(o + i, (w0 & 0x0F0F0F0F0F0F0F0Full) | 0xF0F0F0F0F0F0F0F0ull);
+            base::storeLe(o + i + 8, (w1 & 0x0F0F0F0F0F0F0F0Full) | 0xF0F0F0F0F0F0F0F0ull);
         }
         for (; i + 1 < nd; ++i) o[i] = 0xF0 | (d[i] & 0x0F);
-        o[nd - 1] = 0xF0 | nf.tables->digit[d[nd - 1]];
+        o[nd - 1] = 0xF0 | signDigit(nf, d[nd - 1]);
     } else {
         for (uint64_t i = 0; i < nd; ++i) o[i] = 0xF0 | unitDigit(nf, d + i * u);
     }
@@ -173,12 +142,11 @@ bool numericImage(const NumericForm& nf, const uint8_t* p, uint64_t n, SignAt sa
 // the sign nibble cleared; the whole complemented for a negative value other
 // than zero, whose sign byte becomes 0x00 and sorts below the positives.
 // The image is len + 1 bytes.
-inline bool packedNegative(uint8_t last) { return (last & 0x0F) == 0x0B || (last & 0x0F) == 0x0D; }
 
 void packedImage(const uint8_t* p, uint32_t len, uint8_t* out) {
     out[0] = 0xFF;
     memcpy(out + 1, p, len);
-    bool negative = packedNegative(out[len]);
+    bool negative = base::packedNegative(out[len]);
     out[len] &= 0xF0;
     if (!negative) return;
     uint8_t any = 0;
@@ -186,12 +154,7 @@ void packedImage(const uint8_t* p, uint32_t len, uint8_t* out) {
     if (!any) return;
     ++len;
     uint32_t i = 0;
-    for (; i + 8 <= len; i += 8) {
-        uint64_t w;
-        memcpy(&w, out + i, 8);
-        w = ~w;
-        memcpy(out + i, &w, 8);
-    }
+    for (; i + 8 <= len; i += 8) base::storeLe(out + i, ~loadLe<uint64_t>(out + i));
     for (; i < len; ++i) out[i] = static_cast<uint8_t>(~out[i]);
 }
 
@@ -203,45 +166,6 @@ inline void toBigEndian(const uint8_t* p, uint32_t n, bool highFirst, uint8_t* o
         memcpy(out, p, n);
     else
         for (uint32_t i = 0; i < n; ++i) out[i] = p[n - 1 - i];
-}
-
-inline uint64_t loadUnsigned(const uint8_t* p, uint32_t n, bool highFirst) {
-    uint64_t v = 0;
-    if (highFirst) {
-        for (uint32_t i = 0; i < n; ++i) v = (v << 8) | p[i];
-    } else {
-        for (uint32_t i = n; i-- > 0;) v = (v << 8) | p[i];
-    }
-    return v;
-}
-
-template <uint32_t N>
-inline uint64_t loadFixed(const uint8_t* p, bool highFirst) {
-    if constexpr (N == 1) {
-        return p[0];
-    } else if constexpr (N == 2) {
-        uint16_t v;
-        memcpy(&v, p, 2);
-        return highFirst ? __builtin_bswap16(v) : v;
-    } else if constexpr (N == 4) {
-        uint32_t v;
-        memcpy(&v, p, 4);
-        return highFirst ? __builtin_bswap32(v) : v;
-    } else {
-        uint64_t v;
-        memcpy(&v, p, 8);
-        return highFirst ? __builtin_bswap64(v) : v;
-    }
-}
-
-inline uint64_t loadKey(const uint8_t* p, uint32_t n, bool highFirst) {
-    switch (n) {
-        case 1: return loadFixed<1>(p, highFirst);
-        case 2: return loadFixed<2>(p, highFirst);
-        case 4: return loadFixed<4>(p, highFirst);
-        case 8: return loadFixed<8>(p, highFirst);
-        default: return loadUnsigned(p, n, highFirst);
-    }
 }
 
 inline int64_t signExtend(uint64_t v, uint32_t n) {
@@ -259,19 +183,9 @@ inline Quad loadFloat(const uint8_t* p, uint32_t n, bool highFirst) {
         for (uint32_t i = 0; i < n; ++i) b[i] = p[n - 1 - i];
     else
         memcpy(b, p, n);
-    if (n == 4) {
-        float f;
-        memcpy(&f, b, 4);
-        return f;
-    }
-    if (n == 8) {
-        double d;
-        memcpy(&d, b, 8);
-        return d;
-    }
-    Quad q;
-    memcpy(&q, b, 16);
-    return q;
+    if (n == 4) return loadLe<float>(b);
+    if (n == 8) return loadLe<double>(b);
+    return loadLe<Quad>(b);
 }
 
 inline bool floatWidth(uint32_t n) { return n == 4 || n == 8 || n == 16; }
@@ -289,9 +203,10 @@ struct Plan {
     const uint8_t* image;   // the argument's image (Bytes, Weighted, Numeric, Packed, National, WideBinary)
     const uint8_t* weights;
     NumericForm nf;
-    int64_t s;
-    uint64_t u;
-    Quad q;
+    bool signedKey;      // WideBinary: the top bit is a sign
+    int64_t signedValue;  // the argument's value (Signed, Unsigned, Float)
+    uint64_t unsignedValue;
+    Quad floatValue;
 };
 
 // Returns false when the argument's excess shows no entry can match.
@@ -321,11 +236,11 @@ bool prepare(Plan& pl, uint8_t type, const uint8_t* a, uint64_t alen, uint8_t fo
         case 9: {
             pl.kind = Kind::Numeric;
             if (type == 9)
-                pl.nf = {&kNative, 2, 0x2B, 0x2D};
+                pl.nf = {&base::kOverpunch, 2, 0x2B, 0x2D};
             else if (type == 17)
-                pl.nf = {&kEbcdic, 1, 0x4E, 0x60};
+                pl.nf = {&kEbcdicOverpunch, 1, 0x4E, 0x60};
             else
-                pl.nf = {&kNative, 1, 0x2B, 0x2D};
+                pl.nf = {&base::kOverpunch, 1, 0x2B, 0x2D};
             pl.imageLength = type == 9 ? len / 2 : len;
             SignAt sa;
             if (form & ZVK_SEARCH_ARG_SEPARATE)
@@ -399,15 +314,15 @@ bool prepare(Plan& pl, uint8_t type, const uint8_t* a, uint64_t alen, uint8_t fo
                 for (uint32_t i = 0; i < len - keptLen; ++i) v = (v << 8) | ext;
                 for (uint64_t i = 0; i < keptLen; ++i) v = (v << 8) | kept[i];
                 pl.kind = isSigned ? Kind::Signed : Kind::Unsigned;
-                pl.u = v;
-                pl.s = signExtend(v, len);
+                pl.unsignedValue = v;
+                pl.signedValue = signExtend(v, len);
                 return true;
             }
             memset(img, ext, len - keptLen);
             memcpy(img + (len - keptLen), kept, keptLen);
             if (isSigned) img[0] ^= 0x80;
             pl.kind = Kind::WideBinary;
-            pl.u = isSigned;
+            pl.signedKey = isSigned;
             return true;
         }
         case 96:
@@ -415,7 +330,7 @@ bool prepare(Plan& pl, uint8_t type, const uint8_t* a, uint64_t alen, uint8_t fo
             const bool highFirst = type & 1;
             pl.highFirst = highFirst;
             if (!floatWidth(len) || !floatWidth(static_cast<uint32_t>(alen))) return false;
-            pl.q = loadFloat(a, static_cast<uint32_t>(alen), highFirst);
+            pl.floatValue = loadFloat(a, static_cast<uint32_t>(alen), highFirst);
             pl.kind = Kind::Float;
             return true;
         }
@@ -461,20 +376,20 @@ inline int compareKey(const Plan& pl, const uint8_t* key, uint8_t* work) {
             return 0;
         }
         case Kind::Signed: {
-            int64_t v = signExtend(loadKey(key, pl.length, pl.highFirst), pl.length);
-            return (v > pl.s) - (v < pl.s);
+            int64_t v = signExtend(base::loadUnsigned(key, pl.length, pl.highFirst), pl.length);
+            return (v > pl.signedValue) - (v < pl.signedValue);
         }
         case Kind::Unsigned: {
-            uint64_t v = loadKey(key, pl.length, pl.highFirst);
-            return (v > pl.u) - (v < pl.u);
+            uint64_t v = base::loadUnsigned(key, pl.length, pl.highFirst);
+            return (v > pl.unsignedValue) - (v < pl.unsignedValue);
         }
         case Kind::WideBinary:
             toBigEndian(key, pl.length, pl.highFirst, work);
-            if (pl.u) work[0] ^= 0x80;
+            if (pl.signedKey) work[0] ^= 0x80;
             return memcmp(work, pl.image, pl.length);
         case Kind::Float: {
             Quad v = loadFloat(key, pl.length, pl.highFirst);
-            return (v > pl.q) - (v < pl.q);
+            return (v > pl.floatValue) - (v < pl.floatValue);
         }
         case Kind::Never:
             break;
@@ -493,23 +408,25 @@ KVR2_API int64_t _zvkcSrchAll(const SearchHeader* header, uint8_t* table, int64_
     (void)reserved;
     if (entries <= 0) return -1;
     const uint8_t* h = reinterpret_cast<const uint8_t*>(header);
-    const uint16_t base = ld<uint16_t>(h, 0);
-    int32_t keyCount = ld<int16_t>(h, 2);
-    int32_t argumentCount = ld<int16_t>(h, 4);
+    const uint16_t firstEntry = loadLe<uint16_t>(h);
+    int32_t keyCount = loadLe<int16_t>(h + 2);
+    int32_t argumentCount = loadLe<int16_t>(h + 4);
     if (keyCount < 0) keyCount = 0;
     if (argumentCount < 0) argumentCount = 0;
     const int32_t used = keyCount < argumentCount ? keyCount : argumentCount;
     const uint8_t* lengths = h + 8 + 16 * static_cast<size_t>(keyCount);
     const uint8_t* forms = lengths + 8 * static_cast<size_t>(argumentCount);
-    const uint8_t* weights = alphabet ? ld<const uint8_t*>(alphabet, ZVK_ALPHABET_WEIGHTS) : nullptr;
-    const uint8_t* first = table + base;
+    const uint8_t* values = reinterpret_cast<const uint8_t*>(arguments);
+    const uint8_t* alphabetBytes = reinterpret_cast<const uint8_t*>(alphabet);
+    const uint8_t* weights = alphabet ? loadLe<const uint8_t*>(alphabetBytes + ZVK_ALPHABET_WEIGHTS) : nullptr;
+    const uint8_t* first = table + firstEntry;
 
     // Plans and images: on the stack for the usual few keys, else in the
     // thread's scratch area.
     size_t need = 0;
     uint32_t longest = 0;
     for (int32_t k = 0; k < used; ++k) {
-        uint32_t len = ld<uint32_t>(h, 8 + 16 * static_cast<size_t>(k) + 4);
+        uint32_t len = loadLe<uint32_t>(h + 8 + 16 * static_cast<size_t>(k) + 4);
         if (len > 255) len = 255;
         need += sizeof(Plan) + ((len + 16) & ~15u);
         if (len > longest) longest = len;
@@ -529,13 +446,13 @@ KVR2_API int64_t _zvkcSrchAll(const SearchHeader* header, uint8_t* table, int64_
         Plan& pl = plans[k];
         pl = Plan{};
         pl.descending = type & ZVK_KEY_DESCENDING;
-        pl.length = ld<uint32_t>(key, 4);
+        pl.length = loadLe<uint32_t>(key + 4);
         if (pl.length > 255) pl.length = 255;
-        pl.offset = ld<uint64_t>(key, 8);
+        pl.offset = loadLe<uint64_t>(key + 8);
         uint8_t* img = images;
         images += (pl.length + 16) & ~15u;
-        const uint8_t* value = ld<const uint8_t*>(arguments, 16 * static_cast<size_t>(k));
-        uint64_t alen = ld<uint64_t>(lengths, 8 * static_cast<size_t>(k));
+        const uint8_t* value = loadLe<const uint8_t*>(values + 16 * static_cast<size_t>(k));
+        uint64_t alen = loadLe<uint64_t>(lengths + 8 * static_cast<size_t>(k));
         uint8_t t = type & 0x7F;
         bool alphanumeric = t == 0 || t == 1;
         if (!prepare(pl, t, value, alen, forms[k], alphanumeric ? weights : nullptr, img)) return -1;

@@ -9,30 +9,32 @@
 
 #include <string.h>
 
+#include "base/bytes.h"
 #include "chardata/codepages.h"
 #include "kvr2/classcmp.h"
 #include "kvr2/unstring.h"
 
 namespace {
 
-template <class T>
-inline T ld(const void* base, size_t off) {
-    T v;
-    memcpy(&v, static_cast<const uint8_t*>(base) + off, sizeof v);
-    return v;
-}
-template <class T>
-inline void st(void* base, size_t off, T v) {
-    memcpy(static_cast<uint8_t*>(base) + off, &v, sizeof v);
-}
+using base::loadLe;
+using base::storeLe;
 
 const uint8_t* collatingTable(const uint64_t* alphabet) {
     if (!alphabet) return nullptr;
-    return ld<const uint8_t*>(alphabet, ZVK_ALPHABET_WEIGHTS);
+    return loadLe<const uint8_t*>(reinterpret_cast<const uint8_t*>(alphabet) + ZVK_ALPHABET_WEIGHTS);
 }
 
 void bumpOverflow(uint32_t* overflow) {
     if (overflow && *overflow) ++*overflow;
+}
+
+// The byte offset of a POINTER value in an item of `length` bytes; false
+// when the pointer stands outside it, where the statement overflows and
+// changes nothing else.
+bool pointerOffset(uint64_t pointer, uint64_t length, unsigned unit, uint64_t* offset) {
+    if (pointer < 1 || pointer - 1 > length / unit) return false;
+    *offset = (pointer - 1) * unit;
+    return true;
 }
 
 // Fills n bytes with a blank of `unit` bytes, the pattern counted from the
@@ -102,12 +104,12 @@ struct Delimiters {
     const uint8_t* weights;   // null: bytes compare as they are
     uint8_t first[256];       // first byte (translated) of the first 256 delimiters
 
-    const uint8_t* address(uint32_t d) const { return ld<const uint8_t*>(records, 24u * d); }
+    const uint8_t* address(uint32_t d) const { return loadLe<const uint8_t*>(records + 24u * d); }
     uint64_t length(uint32_t d) const {
         // A delimiter without text can never stand anywhere.
-        return address(d) ? ld<uint64_t>(records, 24u * d + 8) : 0;
+        return address(d) ? loadLe<uint64_t>(records + 24u * d + 8) : 0;
     }
-    bool all(uint32_t d) const { return ld<uint32_t>(records, 24u * d + 16) & ZVK_UNSTRING_ALL; }
+    bool all(uint32_t d) const { return loadLe<uint32_t>(records + 24u * d + 16) & ZVK_UNSTRING_ALL; }
     uint8_t firstOf(uint32_t d) const {
         if (d < 256) return first[d];
         const uint8_t* a = address(d);
@@ -188,11 +190,11 @@ Found scanField(const Delimiters& ds, const uint8_t* src, uint64_t pos, uint64_t
 // A numeric receiver: the last integerSize bytes of the field, right
 // aligned in the integer digits behind "0"s; the decimal places "0"; a
 // separate sign "+".  The bytes are copied as they are.
-void storeNumeric(uint8_t* t, const uint8_t* field, uint64_t f, bool national) {
-    uint8_t* dst = ld<uint8_t*>(t, 0);
-    uint64_t size = ld<uint64_t>(t, 8);
-    uint64_t integer = ld<uint64_t>(t, 16);
-    uint8_t kind = t[27];
+void storeNumeric(uint8_t* target, const uint8_t* field, uint64_t fieldLength, bool national) {
+    uint8_t* dst = loadLe<uint8_t*>(target);
+    uint64_t size = loadLe<uint64_t>(target + 8);
+    uint64_t integer = loadLe<uint64_t>(target + 16);
+    uint8_t kind = target[27];
     static const uint8_t zero1[2] = {0x30, 0x30}, zero2[2] = {0x30, 0x00};
     static const uint8_t plus1[2] = {0x2B, 0x2B}, plus2[2] = {0x2B, 0x00};
     const unsigned unit = national ? 2 : 1;
@@ -204,8 +206,8 @@ void storeNumeric(uint8_t* t, const uint8_t* field, uint64_t f, bool national) {
     uint64_t decimals = size - signBytes - integer;
     bool leads = (kind & ZVK_TARGET_SIGN_LEADS) != 0;
     uint8_t* digits = dst + (leads ? signBytes : 0);
-    uint64_t k = f < integer ? f : integer;
-    if (k) memmove(digits + (integer - k), field + (f - k), k);
+    uint64_t k = fieldLength < integer ? fieldLength : integer;
+    if (k) memmove(digits + (integer - k), field + (fieldLength - k), k);
     fillPattern(digits, integer - k, zero, unit);
     fillPattern(digits + integer, decimals, zero, unit);
     if (signBytes) memcpy(leads ? dst : dst + size - signBytes, plus, signBytes);
@@ -219,34 +221,29 @@ KVR2_API void _zvkcString(StringBlock* block, const uint64_t* alphabet, uint32_t
     uint8_t* b = reinterpret_cast<uint8_t*>(block);
     const uint8_t flags = b[3];
     const unsigned unit = (flags & (ZVK_STRING_NATIONAL | ZVK_STRING_DBCS)) ? 2 : 1;
-    uint8_t* target = ld<uint8_t*>(b, 8);
-    const uint64_t targetLength = ld<uint64_t>(b, 16);
-    const uint64_t pointer = ld<uint64_t>(b, 24);
-    const uint32_t groups = ld<uint32_t>(b, 32);
+    uint8_t* target = loadLe<uint8_t*>(b + 8);
+    const uint64_t targetLength = loadLe<uint64_t>(b + 16);
+    const uint64_t pointer = loadLe<uint64_t>(b + 24);
+    const uint32_t groups = loadLe<uint32_t>(b + 32);
     const uint8_t* weights = (flags & ZVK_STRING_COLLATE) && unit == 1 ? collatingTable(alphabet) : nullptr;
 
     uint64_t offset = 0;
-    if (flags & ZVK_STRING_POINTER) {
-        // A pointer outside the receiver: nothing is sent, the pointer keeps
-        // its value, and the statement overflows.
-        if (pointer < 1 || pointer - 1 > targetLength / unit) {
-            bumpOverflow(overflow);
-            return;
-        }
-        offset = (pointer - 1) * unit;
+    if ((flags & ZVK_STRING_POINTER) && !pointerOffset(pointer, targetLength, unit, &offset)) {
+        bumpOverflow(overflow);
+        return;
     }
     uint64_t room = targetLength - offset;
     bool overflowed = false;
 
     const uint8_t* g = b + sizeof(StringBlock);
     for (uint32_t gi = 0; gi < groups; ++gi) {
-        const uint8_t* delim = ld<const uint8_t*>(g, 0);
-        const uint64_t dlen = delim ? ld<uint64_t>(g, 8) : 0;
-        const uint32_t sources = ld<uint32_t>(g, 16);
+        const uint8_t* delim = loadLe<const uint8_t*>(g);
+        const uint64_t dlen = delim ? loadLe<uint64_t>(g + 8) : 0;
+        const uint32_t sources = loadLe<uint32_t>(g + 16);
         const uint8_t* s = g + sizeof(StringGroup);
         for (uint32_t si = 0; si < sources; ++si, s += sizeof(StringSource)) {
-            const uint8_t* src = ld<const uint8_t*>(s, 0);
-            const uint64_t slen = ld<uint64_t>(s, 8);
+            const uint8_t* src = loadLe<const uint8_t*>(s);
+            const uint64_t slen = loadLe<uint64_t>(s + 8);
             if (room == 0 && overflowed) continue;   // nothing more can be sent or learnt
             uint64_t n = slen;
             if (dlen)
@@ -260,7 +257,7 @@ KVR2_API void _zvkcString(StringBlock* block, const uint64_t* alphabet, uint32_t
         }
         g = s;
     }
-    st<uint64_t>(b, 24, unit == 1 ? offset + 1 : (offset + 2) / 2);
+    storeLe<uint64_t>(b + 24, unit == 1 ? offset + 1 : (offset + 2) / 2);
     if (overflowed) bumpOverflow(overflow);
 }
 
@@ -270,12 +267,12 @@ KVR2_API void _zvkcUnString(UnstringBlock* block, UnstringTarget* targets, const
     const uint8_t flags = b[3];
     const bool dbcs = flags & ZVK_UNSTRING_DBCS;
     const unsigned unit = (flags & (ZVK_UNSTRING_NATIONAL | ZVK_UNSTRING_DBCS)) ? 2 : 1;
-    const uint8_t* src = ld<const uint8_t*>(b, 8);
-    const uint64_t end = ld<uint64_t>(b, 16);
-    const uint64_t pointer = ld<uint64_t>(b, 24);
-    uint32_t tally = ld<uint32_t>(b, 32);
-    const uint32_t delimiterCount = ld<uint32_t>(b, 40);
-    const uint32_t targetCount = ld<uint32_t>(b, 44);
+    const uint8_t* src = loadLe<const uint8_t*>(b + 8);
+    const uint64_t end = loadLe<uint64_t>(b + 16);
+    const uint64_t pointer = loadLe<uint64_t>(b + 24);
+    uint32_t tally = loadLe<uint32_t>(b + 32);
+    const uint32_t delimiterCount = loadLe<uint32_t>(b + 40);
+    const uint32_t targetCount = loadLe<uint32_t>(b + 44);
 
     uint8_t blank[2] = {0x20, 0x20};
     if (dbcs)
@@ -284,14 +281,9 @@ KVR2_API void _zvkcUnString(UnstringBlock* block, UnstringTarget* targets, const
         blank[1] = 0x00;   // U+0020, low byte first
 
     uint64_t pos = 0;
-    if (flags & ZVK_UNSTRING_POINTER) {
-        // A pointer outside the source: the statement overflows and nothing
-        // else changes.
-        if (pointer < 1 || pointer - 1 > end / unit) {
-            bumpOverflow(overflow);
-            return;
-        }
-        pos = (pointer - 1) * unit;
+    if ((flags & ZVK_UNSTRING_POINTER) && !pointerOffset(pointer, end, unit, &pos)) {
+        bumpOverflow(overflow);
+        return;
     }
     const uint64_t start = pos;
 
@@ -310,36 +302,37 @@ KVR2_API void _zvkcUnString(UnstringBlock* block, UnstringTarget* targets, const
         uint64_t fieldEnd;
         Found found{false, 0, 0, 0, 0};
         if (delimiterCount == 0) {
-            uint64_t take = numeric ? ld<uint64_t>(t, 16) : ld<uint64_t>(t, 8);
+            uint64_t take = numeric ? loadLe<uint64_t>(t + 16) : loadLe<uint64_t>(t + 8);
             fieldEnd = take < end - pos ? pos + take : end;
             found.next = fieldEnd;
         } else {
             found = scanField(ds, src, pos, end, unit);
             fieldEnd = found.at;
-            uint8_t* di = ld<uint8_t*>(t, 32);
-            if (di) {
-                uint64_t diSize = ld<uint64_t>(t, 40);
+            uint8_t* delimiterIn = loadLe<uint8_t*>(t + 32);
+            if (delimiterIn) {
+                uint64_t delimiterInSize = loadLe<uint64_t>(t + 40);
                 bool justified = t[51] & ZVK_TARGET_JUSTIFIED;
                 if (found.any)
-                    moveAlphanumeric(di, diSize, src + found.occurrence, found.length, justified, blank, unit);
+                    moveAlphanumeric(delimiterIn, delimiterInSize, src + found.occurrence, found.length, justified,
+                                     blank, unit);
                 else
-                    fillPattern(di, diSize, blank, unit);
+                    fillPattern(delimiterIn, delimiterInSize, blank, unit);
             }
         }
-        const uint64_t f = fieldEnd - pos;
+        const uint64_t fieldLength = fieldEnd - pos;
         if (numeric)
-            storeNumeric(t, src + pos, f, (kind & ZVK_TARGET_NATIONAL_NUMERIC) != 0);
+            storeNumeric(t, src + pos, fieldLength, (kind & ZVK_TARGET_NATIONAL_NUMERIC) != 0);
         else
-            moveAlphanumeric(ld<uint8_t*>(t, 0), ld<uint64_t>(t, 8), src + pos, f, kind & ZVK_TARGET_JUSTIFIED,
-                             blank, unit);
-        st<uint64_t>(t, 56, f / unit);
+            moveAlphanumeric(loadLe<uint8_t*>(t), loadLe<uint64_t>(t + 8), src + pos, fieldLength,
+                             kind & ZVK_TARGET_JUSTIFIED, blank, unit);
+        storeLe<uint64_t>(t + 56, fieldLength / unit);
         ++tally;
         pos = found.next;
     }
     if (served == targetCount && pos < end) overflowed = true;
 
-    if (flags & ZVK_UNSTRING_POINTER) st<uint64_t>(b, 24, pointer + (pos - start) / unit);
-    if (flags & ZVK_UNSTRING_TALLYING) st<uint32_t>(b, 32, tally);
+    if (flags & ZVK_UNSTRING_POINTER) storeLe<uint64_t>(b + 24, pointer + (pos - start) / unit);
+    if (flags & ZVK_UNSTRING_TALLYING) storeLe<uint32_t>(b + 32, tally);
     if (overflowed) bumpOverflow(overflow);
 }
 

@@ -58,6 +58,10 @@ void drain(int fds[2], std::string* sinks[2]) {
             }
         }
     }
+    // Silent for a minute: the program is stuck (waiting for input, say).
+    // Closing its streams (a hangup on a terminal) lets it end.
+    for (int i = 0; i < 2; ++i)
+        if (open[i]) close(fds[i]);
 }
 
 }  // namespace
@@ -82,6 +86,10 @@ Result run(const std::string& program, const std::vector<std::string>& args, con
         if (pid == 0) {
             execve(argv[0], argv.data(), envp.data());
             _exit(127);
+        }
+        if (!o.input.empty()) {
+            ssize_t w = write(master, o.input.data(), o.input.size());
+            (void)w;
         }
         int fds[2] = {master, -1};
         std::string* sinks[2] = {&r.out, &r.err};
@@ -134,6 +142,20 @@ bool hasLine(const std::string& text, const std::string& line) {
     for (auto& l : lines(text))
         if (l == line) return true;
     return false;
+}
+
+std::string locale(const std::string& input, const std::string& charmap, const std::string& name) {
+    const std::string dir = binDir() + "/locales";
+    if (access((dir + "/" + name + "/LC_CTYPE").c_str(), F_OK) == 0) return dir;
+    // Built under a name of this process's own, then renamed into place:
+    // a rename over a directory another process made first fails, harmlessly.
+    const std::string work = dir + "/" + name + ".build" + std::to_string(getpid());
+    const std::string cmd = "mkdir -p " + dir + " && localedef -i " + input + " -f " + charmap + " " + work +
+                            " >/dev/null 2>&1; mv -T " + work + " " + dir + "/" + name + " 2>/dev/null; rm -rf " +
+                            work;
+    int rc = system(cmd.c_str());
+    (void)rc;   // localedef warns (exit 1) about some sources and still builds
+    return access((dir + "/" + name + "/LC_CTYPE").c_str(), F_OK) == 0 ? dir : std::string();
 }
 
 std::map<std::string, std::string> values(const std::string& out) {

@@ -24,7 +24,7 @@ struct Options {
     // Run with stdin/stdout/stderr on a pseudo-terminal of this width
     // (0: pipes).  Output then arrives merged in `out`.
     int ptyColumns = 0;
-    std::string input;     // fed to stdin (pipes only)
+    std::string input;     // fed to stdin (on a terminal: typed, echo and all)
 };
 
 // Runs `program args...`; program is a path.
@@ -43,5 +43,10 @@ bool hasLine(const std::string& text, const std::string& line);
 
 // The "key=value" lines of a scenario's output (a key holds no blank).
 std::map<std::string, std::string> values(const std::string& out);
+
+// The LOCPATH directory in the build tree holding locale `name`, built by
+// localedef from `input` and `charmap` on first need; empty when it cannot
+// be built.  Tests running at once may ask for the same locale.
+std::string locale(const std::string& input, const std::string& charmap, const std::string& name);
 
 }  // namespace scenario

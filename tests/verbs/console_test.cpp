@@ -4,13 +4,9 @@
 // scenario program in a process of its own.
 
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <pty.h>
 #include <stdlib.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -35,46 +31,6 @@ Result run(const std::vector<std::string>& args, std::map<std::string, std::opti
     if (!o.env.count("LC_ALL")) o.env["LC_ALL"] = "C";
     o.input = input;
     return scenario::run(program(), args, o);
-}
-
-// A scenario on a terminal, its input typed in; returns all the terminal
-// showed (echo included, with the terminal's CR LF line ends).
-std::string runOnTerminal(const std::vector<std::string>& args, const std::string& typed,
-                          std::map<std::string, std::string> env = {}) {
-    std::vector<std::string> envStrings = {"LC_ALL=C", "COBRTOPT=TRAP=OFF"};
-    for (const char* keep : {"NLSPATH", "PATH"})
-        if (const char* v = getenv(keep)) envStrings.push_back(std::string(keep) + "=" + v);
-    for (auto& [k, v] : env) envStrings.push_back(k + "=" + v);
-    std::vector<char*> envp, argv;
-    for (auto& s : envStrings) envp.push_back(const_cast<char*>(s.c_str()));
-    envp.push_back(nullptr);
-    std::string prog = program();
-    argv.push_back(const_cast<char*>(prog.c_str()));
-    for (auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    int master;
-    pid_t pid = forkpty(&master, nullptr, nullptr, nullptr);
-    if (pid == 0) {
-        execve(argv[0], argv.data(), envp.data());
-        _exit(127);
-    }
-    if (!typed.empty()) {
-        ssize_t w = write(master, typed.data(), typed.size());
-        (void)w;
-    }
-    std::string out;
-    char buf[4096];
-    for (;;) {
-        pollfd p{master, POLLIN, 0};
-        if (poll(&p, 1, 20000) <= 0) break;
-        ssize_t n = read(master, buf, sizeof buf);
-        if (n <= 0) break;
-        out.append(buf, static_cast<size_t>(n));
-    }
-    close(master);
-    int status;
-    waitpid(pid, &status, 0);
-    return out;
 }
 
 std::string slurp(const fs::path& p) {
@@ -246,7 +202,11 @@ TEST(Accept, FromAFileNamedBySysin) {
 TEST(Accept, FromATerminal) {
     // A terminal is read in line mode; ^D at the start of a line is the end
     // of input.
-    std::string shown = runOnTerminal({"accept", "4", "4"}, "AB\nCDEFG\n\n\x04");
+    Options o;
+    o.env["LC_ALL"] = "C";
+    o.ptyColumns = 80;
+    o.input = "AB\nCDEFG\n\n\x04";
+    const std::string shown = scenario::run(program(), {"accept", "4", "4"}, o).out;
     EXPECT_NE(shown.find("[AB  ]\r\n"), std::string::npos) << shown;
     EXPECT_NE(shown.find("[CDEF]\r\n"), std::string::npos) << shown;
     size_t first = shown.find("[****]");
@@ -291,9 +251,7 @@ TEST(Accept, ClockForms) {
         ASSERT_EQ(r.exitCode, 0) << r.err;
         std::string y4 = before.substr(0, 4), y2 = before.substr(2, 2), md = before.substr(4, 4),
                     hms = before.substr(8, 6), doy = before.substr(15, 3), dow = before.substr(19, 1);
-        std::map<std::string, std::string> v;
-        for (auto& l : scenario::lines(r.out))
-            if (l.find("=[") != std::string::npos) v[l.substr(0, l.find('='))] = l.substr(l.find('=') + 1);
+        auto v = scenario::values(r.out);
         EXPECT_EQ(v["10"], "[" + y2 + md + "    **]");
         EXPECT_EQ(v["50"], "[" + y4 + md + "  **]");
         EXPECT_EQ(v["08"], "[" + y2 + doy + "     **]");
@@ -319,20 +277,6 @@ TEST(Stop, LiteralWaitsForAnAnswer) {
     EXPECT_EQ(eof.err, "");
 }
 
-TEST(Demo, DisplaysWhatItComputes) {
-    Options o;
-    o.env["LC_ALL"] = "C";
-    Result r = scenario::run(scenario::binDir() + "/../../bin/kvr2demo", {}, o);
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(r.err, "");
-    std::regex expected(
-        "DEMOMAIN: RUN OF [0-9]{8}\n"
-        "DEMOSUB: ENTRY 01, 1/ENTRY  \\.1000E 01, YEAR WINDOW STARTS [0-9]{4}\n"
-        "DEMOSUB: ENTRY 02, 1/ENTRY  \\.5000E 00, YEAR WINDOW STARTS [0-9]{4}\n"
-        "DEMOMAIN: DEMOSUB WAS ENTERED 000000002 TIMES\n");
-    EXPECT_TRUE(std::regex_match(r.out, expected)) << r.out;
-}
-
 TEST(Accept, ReadErrorIsReportedAndTheRunGoesOn) {
     TempDir t;
     // A directory opens for reading but every read of it fails (EISDIR).
@@ -348,15 +292,8 @@ TEST(Accept, ReadErrorIsReportedAndTheRunGoesOn) {
 }
 
 TEST(Accept, DbcsItemIsPaddedWithTheLocalesDbcsBlank) {
-    // Locales of this test program of its own: another may be building its
-    // own at the same time.
-    const std::string locales = scenario::binDir() + "/locales-console";
-    if (!fs::exists(locales + "/ja_JP.eucJP/LC_CTYPE")) {
-        fs::create_directories(locales);
-        int rc = system(("localedef -i ja_JP -f EUC-JP " + locales + "/ja_JP.eucJP >/dev/null 2>&1").c_str());
-        (void)rc;
-        if (!fs::exists(locales + "/ja_JP.eucJP/LC_CTYPE")) GTEST_SKIP() << "localedef ja_JP failed";
-    }
+    const std::string locales = scenario::locale("ja_JP", "EUC-JP", "ja_JP.eucJP");
+    if (locales.empty()) GTEST_SKIP() << "localedef ja_JP failed";
     std::map<std::string, std::optional<std::string>> env = {{"LC_ALL", "ja_JP.eucJP"}, {"LOCPATH", locales}};
     // An even remainder takes the two-byte blank; an odd one single blanks.
     EXPECT_EQ(run({"accept", "6", "1", "0x82"}, env, "AB\n").out, std::string("[AB\x81\x40\x81\x40]\n") + kEpilogue);

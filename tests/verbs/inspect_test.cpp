@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "kvr2/kvr2.h"
+#include "cobol.h"
 
 namespace {
 
@@ -26,34 +26,31 @@ struct Phrase {
     uint64_t counter = 0;
 };
 
-template <class T>
-void put(std::vector<uint8_t>& b, size_t off, T v) {
-    memcpy(b.data() + off, &v, sizeof v);
-}
 
 // Runs one INSPECT on `item` (changed in place); counters land in the phrases.
 void inspect(std::string& item, uint32_t itemFlags, std::vector<Phrase>& phrases) {
     std::vector<uint8_t> block(32 + 96 * phrases.size());
-    put<int32_t>(block, 0, int32_t(phrases.size()));
-    put<uint64_t>(block, 8, itemFlags);
-    put<uint64_t>(block, 16, item.size());
-    put<void*>(block, 24, item.data());
-    auto operand = [&](size_t off, uint32_t flags, Op& op, void* data, size_t len) {
-        put<uint32_t>(block, off, flags);
-        put<uint64_t>(block, off + 8, len);
-        put<void*>(block, off + 16, data);
-        (void)op;
+    cobol::put<int32_t>(block.data(), 0, int32_t(phrases.size()));
+    cobol::put<uint64_t>(block.data(), 8, itemFlags);
+    cobol::put<uint64_t>(block.data(), 16, item.size());
+    cobol::put<void*>(block.data(), 24, item.data());
+    auto operand = [&](size_t off, uint32_t flags, void* data, size_t len) {
+        cobol::put<uint32_t>(block.data(), off, flags);
+        cobol::put<uint64_t>(block.data(), off + 8, len);
+        cobol::put<void*>(block.data(), off + 16, data);
     };
     for (size_t i = 0; i < phrases.size(); ++i) {
         Phrase& p = phrases[i];
         size_t base = 32 + 96 * i;
         if (p.kind & TALLY)
-            operand(base, p.kind, p.result, &p.counter, 8);
+            operand(base, p.kind, &p.counter, 8);
         else
-            operand(base, p.kind | p.result.flags, p.result, p.result.bytes.data(), p.result.bytes.size());
-        operand(base + 24, p.compared.flags, p.compared, p.compared.bytes.data(), p.compared.bytes.size());
-        operand(base + 48, p.before.flags, p.before, p.before.bytes.data(), p.before.bytes.size());
-        operand(base + 72, p.after.flags, p.after, p.after.bytes.data(), p.after.bytes.size());
+            operand(base, p.kind | p.result.flags, p.result.bytes.data(), p.result.bytes.size());
+        size_t off = base + 24;
+        for (Op* op : {&p.compared, &p.before, &p.after}) {
+            operand(off, op->flags, op->bytes.data(), op->bytes.size());
+            off += 24;
+        }
     }
     _zvkcInspect(reinterpret_cast<InspectBlock*>(block.data()));
 }

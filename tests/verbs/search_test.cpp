@@ -106,6 +106,17 @@ Bytes nationalDigits(int64_t v, int units) {
     return out;
 }
 
+// The keys of the values one after another: a table of entries that are
+// just their key.
+Bytes concat(const std::vector<int64_t>& values, const Encoder& enc) {
+    Bytes out;
+    for (int64_t v : values) {
+        Bytes k = enc(v);
+        out.insert(out.end(), k.begin(), k.end());
+    }
+    return out;
+}
+
 // ---- tables ----
 struct KeyDef {
     uint8_t type;
@@ -220,106 +231,66 @@ TEST(SearchAll, UnsignedKeysAboveTheTopBitAndSignedKeysAroundZero) {
               INT64_MAX / 4, 1);
 }
 
-TEST(SearchAll, EmptyTableAndNoKeys) {
-    Bytes table(100, 0);
-    // An empty table never looks at the header.
-    EXPECT_EQ(_zvkcSrchAll(nullptr, table.data(), 0, 10, nullptr, nullptr, nullptr), -1);
-    Search none({}, {}, {}, 0);
-    EXPECT_EQ(none.run(table, 7, 10), 30);   // the mid entry, (7 - 1) / 2
-    EXPECT_EQ(none.run(table, 1, 10), 0);
+// The offset SEARCH ALL finds for one argument in a table whose entries
+// are just their key.
+int64_t lookUp(uint8_t type, const Bytes& table, uint32_t keyLength, const Bytes& argument, uint8_t form = 0,
+               const AlphabetRecord* alphabet = nullptr) {
+    Search s({{type, keyLength, 0}}, {argument}, {form}, 0);
+    Bytes t = table;
+    return s.run(t, static_cast<int64_t>(t.size() / keyLength), keyLength, alphabet);
 }
 
+Bytes b(const std::string& s) { return Bytes(s.begin(), s.end()); }
+
 TEST(SearchAll, ArgumentsShorterOrLongerThanTheKey) {
-    // Keys "AB    ", "CD    ", "EF    ".
-    Bytes table = {'A', 'B', ' ', ' ', ' ', ' ', 'C', 'D', ' ', ' ', ' ', ' ', 'E', 'F', ' ', ' ', ' ', ' '};
-    Search shorter({{0, 6, 0}}, {{'C', 'D'}}, {}, 0);
-    EXPECT_EQ(shorter.run(table, 3, 6), 6);
-    Search longer({{0, 6, 0}}, {{'E', 'F', ' ', ' ', ' ', ' ', ' ', ' '}}, {}, 0);
-    EXPECT_EQ(longer.run(table, 3, 6), 12);
-    Search excess({{0, 6, 0}}, {{'E', 'F', ' ', ' ', ' ', ' ', ' ', 'X'}}, {}, 0);
-    EXPECT_EQ(excess.run(table, 3, 6), -1);
-    // EBCDIC blanks for the odd alphanumeric type.
-    Bytes etable = {0xC1, 0x40, 0xC2, 0x40};
-    Search ebcdic({{1, 2, 0}}, {{0xC2}}, {}, 0);
-    EXPECT_EQ(ebcdic.run(etable, 2, 2), 2);
-
-    // Packed: a longer argument with zero high-order bytes, a shorter one.
-    Bytes ptable;
-    for (int64_t v : {-50, -5, 0, 7, 12345}) {
-        Bytes p = packed(v, 5);
-        ptable.insert(ptable.end(), p.begin(), p.end());
-    }
-    Search plong({{32, 3, 0}}, {packed(7, 9)}, {}, 0);
-    EXPECT_EQ(plong.run(ptable, 5, 3), 9);
-    Search pshort({{32, 3, 0}}, {packed(-5, 1)}, {}, 0);
-    EXPECT_EQ(pshort.run(ptable, 5, 3), 3);
-    Search ptoo({{32, 3, 0}}, {packed(100012345, 9)}, {}, 0);
-    EXPECT_EQ(ptoo.run(ptable, 5, 3), -1);
-    // Sign nibbles F (positive) and B (negative) read as C and D; -0 is 0.
-    Search pf({{32, 3, 0}}, {packed(12345, 5, 0x0F)}, {}, 0);
-    EXPECT_EQ(pf.run(ptable, 5, 3), 12);
-    Search pb({{32, 3, 0}}, {packed(-50, 5, 0x0C, 0x0B)}, {}, 0);
-    EXPECT_EQ(pb.run(ptable, 5, 3), 0);
-    Search negzero({{32, 3, 0}}, {{0x00, 0x00, 0x0D}}, {}, 0);
-    EXPECT_EQ(negzero.run(ptable, 5, 3), 6);
-
+    // An empty table never looks at the header.
+    EXPECT_EQ(_zvkcSrchAll(nullptr, nullptr, 0, 10, nullptr, nullptr, nullptr), -1);
+    // A shorter argument gains blanks; a longer one must end in blanks (EBCDIC
+    // blanks for the odd alphanumeric type).
+    const Bytes text = b("AB    CD    EF    ");
+    EXPECT_EQ(lookUp(0, text, 6, b("CD")), 6);
+    EXPECT_EQ(lookUp(0, text, 6, b("EF      ")), 12);
+    EXPECT_EQ(lookUp(0, text, 6, b("EF     X")), -1);
+    EXPECT_EQ(lookUp(1, {0xC1, 0x40, 0xC2, 0x40}, 2, {0xC2}), 2);
+    // Packed: a longer argument with zero high-order bytes, a shorter one;
+    // sign nibbles F (positive) and B (negative) read as C and D; -0 is 0.
+    const Bytes dec = concat({-50, -5, 0, 7, 12345}, [](int64_t v) { return packed(v, 5); });
+    EXPECT_EQ(lookUp(32, dec, 3, packed(7, 9)), 9);
+    EXPECT_EQ(lookUp(32, dec, 3, packed(-5, 1)), 3);
+    EXPECT_EQ(lookUp(32, dec, 3, packed(100012345, 9)), -1);
+    EXPECT_EQ(lookUp(32, dec, 3, packed(12345, 5, 0x0F)), 12);
+    EXPECT_EQ(lookUp(32, dec, 3, packed(-50, 5, 0x0C, 0x0B)), 0);
+    EXPECT_EQ(lookUp(32, dec, 3, {0x00, 0x00, 0x0D}), 6);
     // Binary: the high-order excess must extend the sign.
-    Bytes btable;
-    for (int64_t v : {-300, -1, 5, 300}) {
-        Bytes p = binary(v, 2, false);
-        btable.insert(btable.end(), p.begin(), p.end());
-    }
-    Search bneg({{64, 2, 0}}, {binary(-1, 8, false)}, {}, 0);
-    EXPECT_EQ(bneg.run(btable, 4, 2), 2);
-    Search bbig({{64, 2, 0}}, {binary(70000, 4, false)}, {}, 0);
-    EXPECT_EQ(bbig.run(btable, 4, 2), -1);
-    Search bshort({{64, 2, 0}}, {binary(-1, 1, false)}, {}, 0);
-    EXPECT_EQ(bshort.run(btable, 4, 2), 2);
-
-    // A double argument against float keys.
-    Bytes ftable;
-    for (float v : {-2.5f, 0.0f, 1.25f}) {
-        Bytes p(4);
-        memcpy(p.data(), &v, 4);
-        ftable.insert(ftable.end(), p.begin(), p.end());
-    }
-    Search fwide({{96, 4, 0}}, {floating<double>(10, false)}, {}, 0);   // 10 / 8 = 1.25
-    EXPECT_EQ(fwide.run(ftable, 3, 4), 8);
-    double negZero = -0.0;
-    Bytes nz(8);
-    memcpy(nz.data(), &negZero, 8);
-    Search fzero({{96, 4, 0}}, {nz}, {}, 0);
-    EXPECT_EQ(fzero.run(ftable, 3, 4), 4);
+    const Bytes bin = concat({-300, -1, 5, 300}, [](int64_t v) { return binary(v, 2, false); });
+    EXPECT_EQ(lookUp(64, bin, 2, binary(-1, 8, false)), 2);
+    EXPECT_EQ(lookUp(64, bin, 2, binary(70000, 4, false)), -1);
+    EXPECT_EQ(lookUp(64, bin, 2, binary(-1, 1, false)), 2);
+    // A double argument against float keys (-2.5, 0, 1.25); -0.0 is 0.
+    const Bytes flt = concat({-20, 0, 10}, [](int64_t v) { return floating<float>(v, false); });
+    EXPECT_EQ(lookUp(96, flt, 4, floating<double>(10, false)), 8);
+    const double negZero = -0.0;
+    EXPECT_EQ(lookUp(96, flt, 4, Bytes(reinterpret_cast<const uint8_t*>(&negZero),
+                                       reinterpret_cast<const uint8_t*>(&negZero) + 8)), 4);
 }
 
 TEST(SearchAll, ZonedArgumentsWithSeparateAndLeadingSigns) {
     // Ascending table of mixed signs, trailing overpunch.
-    std::vector<int64_t> vals = {-900, -5, 0, 3, 42, 999};
-    Bytes table;
-    for (int64_t v : vals) {
-        Bytes z = zoned(v, 4);
-        table.insert(table.end(), z.begin(), z.end());
-    }
+    const std::vector<int64_t> vals = {-900, -5, 0, 3, 42, 999};
+    const Bytes table = concat(vals, [](int64_t v) { return zoned(v, 4); });
     for (size_t i = 0; i < vals.size(); ++i) {
-        Search trailing({{16, 4, 0}}, {zonedSeparate(vals[i], 4, false)}, {ZVK_SEARCH_ARG_SEPARATE}, 0);
-        EXPECT_EQ(trailing.run(table, 6, 4), static_cast<int64_t>(4 * i)) << vals[i];
-        Search leading({{16, 4, 0}}, {zonedSeparate(vals[i], 6, true)},
-                       {ZVK_SEARCH_ARG_SEPARATE | ZVK_SEARCH_ARG_LEADING}, 0);
-        EXPECT_EQ(leading.run(table, 6, 4), static_cast<int64_t>(4 * i)) << vals[i];
+        const int64_t at = static_cast<int64_t>(4 * i);
+        const uint8_t separate = ZVK_SEARCH_ARG_SEPARATE, leading = ZVK_SEARCH_ARG_LEADING;
+        EXPECT_EQ(lookUp(16, table, 4, zonedSeparate(vals[i], 4, false), separate), at) << vals[i];
+        EXPECT_EQ(lookUp(16, table, 4, zonedSeparate(vals[i], 6, true), separate | leading), at) << vals[i];
         Bytes lo = zoned(vals[i] < 0 ? -vals[i] : vals[i], 4);
         if (vals[i] < 0) lo[0] = static_cast<uint8_t>((lo[0] & 0x0F) | 0x70);
-        Search overpunchLeading({{16, 4, 0}}, {lo}, {ZVK_SEARCH_ARG_LEADING}, 0);
-        EXPECT_EQ(overpunchLeading.run(table, 6, 4), static_cast<int64_t>(4 * i)) << vals[i];
+        EXPECT_EQ(lookUp(16, table, 4, lo, leading), at) << vals[i];
     }
-    // The letter forms: "J" is -1 ... as trailing sign of "000J" = -1, absent; "000E" = +5 absent.
-    Search letter({{16, 4, 0}}, {{'0', '0', '0', 'N'}}, {}, 0);   // -5
-    EXPECT_EQ(letter.run(table, 6, 4), 4);
-    Search negzero({{16, 4, 0}}, {{'0', '0', '0', 'p'}}, {}, 0);   // -0
-    EXPECT_EQ(negzero.run(table, 6, 4), 8);
-    Search excess({{16, 4, 0}}, {zoned(10003, 5)}, {}, 0);
-    EXPECT_EQ(excess.run(table, 6, 4), -1);
-    Search zeros({{16, 4, 0}}, {zoned(42, 9)}, {}, 0);
-    EXPECT_EQ(zeros.run(table, 6, 4), 16);
+    EXPECT_EQ(lookUp(16, table, 4, b("000N")), 4);   // the letter form of -5
+    EXPECT_EQ(lookUp(16, table, 4, b("000p")), 8);   // -0
+    EXPECT_EQ(lookUp(16, table, 4, zoned(10003, 5)), -1);
+    EXPECT_EQ(lookUp(16, table, 4, zoned(42, 9)), 16);
 }
 
 TEST(SearchAll, SeveralKeysTheFirstUnequalDecides) {
@@ -356,27 +327,22 @@ TEST(SearchAll, AlphanumericKeysCompareByTheAlphabetsWeights) {
     std::vector<std::string> keys = {"AA", "AZ", "B1", "ZZ", "00", "09", "5A"};
     Bytes table;
     for (auto& k : keys) table.insert(table.end(), k.begin(), k.end());
-    for (size_t i = 0; i < keys.size(); ++i) {
-        Search s({{0, 2, 0}}, {Bytes(keys[i].begin(), keys[i].end())}, {}, 0);
-        EXPECT_EQ(s.run(table, 7, 2, &alphabet), static_cast<int64_t>(2 * i)) << keys[i];
-    }
+    for (size_t i = 0; i < keys.size(); ++i)
+        EXPECT_EQ(lookUp(0, table, 2, b(keys[i]), 0, &alphabet), static_cast<int64_t>(2 * i)) << keys[i];
     // Without the alphabet the table is out of order for "00".
-    Search plain({{0, 2, 0}}, {Bytes{'0', '0'}}, {}, 0);
-    EXPECT_EQ(plain.run(table, 7, 2, nullptr), -1);
+    EXPECT_EQ(lookUp(0, table, 2, b("00")), -1);
     // Long keys go through the weights sixteen bytes at a time.
     std::vector<std::string> longKeys;
+    Bytes lt;
     for (int i = 0; i < 50; ++i) {
         std::string k(37, 'K');
         k[20] = static_cast<char>('A' + i / 10);
         k[36] = static_cast<char>('0' + i % 10);
         longKeys.push_back(k);
+        lt.insert(lt.end(), k.begin(), k.end());
     }
-    Bytes lt;
-    for (auto& k : longKeys) lt.insert(lt.end(), k.begin(), k.end());
-    for (size_t i = 0; i < longKeys.size(); ++i) {
-        Search s({{0, 37, 0}}, {Bytes(longKeys[i].begin(), longKeys[i].end())}, {}, 0);
-        EXPECT_EQ(s.run(lt, 50, 37, &alphabet), static_cast<int64_t>(37 * i));
-    }
+    for (size_t i = 0; i < longKeys.size(); ++i)
+        EXPECT_EQ(lookUp(0, lt, 37, b(longKeys[i]), 0, &alphabet), static_cast<int64_t>(37 * i));
 }
 
 }  // namespace
