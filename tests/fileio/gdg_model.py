@@ -6,7 +6,7 @@ the wrap at 9999 so that epochs, renumbering and the sort are reached) run
 through gdg_driver; after every step the catalogue's 4096 bytes and the
 generation files on disk must equal the model's.  Then a catalogue written
 in the other byte order is listed with kvr2gdg: swapped, rewritten native,
-Empty and Scratch lost."""
+Empty and Scratch lost.  Last, each of the tool's commands once."""
 import os
 import random
 import struct
@@ -197,6 +197,42 @@ def other_byte_order(directory):
     assert r.returncode == 0 and r.stderr == "", r
 
 
+def cli_commands(directory):
+    group = os.path.join(directory, "g")
+
+    def gdg(*args, rc=0):
+        r = subprocess.run([tool, *args], capture_output=True, text=True)
+        assert r.returncode == rc, (args, r)
+        return r
+
+    def entries():
+        with open(group + ".catalogue", "rb") as f:
+            fields = struct.unpack("<" + LAYOUT, f.read())
+        return fields[3:6], list(fields[11:11 + fields[6]])
+
+    gdg("create", group, "-l", "2")
+    assert entries() == ((2, 0, SCRATCH), [])
+    gdg("create", group, rc=1)
+    for n in (1, 3):
+        open(f"{group}.g{n:04d}v00", "w").close()
+    r = gdg("-D", "rebuild", group)
+    assert "GDG_add: 1 as 1" in r.stderr and "GDG_add: 3 as 3" in r.stderr, r.stderr
+    assert entries()[1] == [1, 3]
+    os.unlink(f"{group}.g0001v00")
+    gdg("verify", group)
+    assert entries()[1] == [3]
+    gdg("remove", f"{group}(0)")
+    assert entries()[1] == [] and not os.path.exists(f"{group}.g0003v00")
+    gdg("alter", group, "-l", "5", "-E")
+    assert entries() == ((5, 0, EMPTY), [])
+    gdg("alter", group, "-d", "3")
+    assert entries() == ((5, 3, EMPTY), [])
+    gdg("unlink", group)
+    assert not os.path.exists(group + ".catalogue")
+    gdg("list", group, rc=1)
+    gdg("frobnicate", group, rc=2)
+
+
 def main():
     seeds = range(int(os.environ.get("GDG_MODEL_SEEDS", "40")))
     for seed in seeds:
@@ -204,7 +240,9 @@ def main():
             run(seed, directory)
     with tempfile.TemporaryDirectory() as directory:
         other_byte_order(directory)
-    print(f"{len(seeds)} random sequences agree with the model; the other byte order is read")
+    with tempfile.TemporaryDirectory() as directory:
+        cli_commands(directory)
+    print(f"{len(seeds)} random sequences agree with the model; the other byte order is read; the tool's commands work")
 
 
 main()

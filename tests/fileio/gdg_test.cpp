@@ -135,6 +135,25 @@ TEST_F(Gdg, LimitThreeWithScratchDeletesTheOldestAndDaysKeepThem) {
     EXPECT_TRUE(exists(generation(plain, 1)));
 }
 
+// plx (the default) and ora have no rule of their own for testing and
+// deleting a generation: they keep plain files.
+TEST_F(Gdg, FileSystemsWithoutRulesOfTheirOwnActAsPlainFiles) {
+    for (const char* prefix : {"plx", "ORA"}) {
+        std::string grp = path(prefix);
+        ASSERT_EQ(GDG_Create(grp.c_str(), 1, 0, GDG_SCRATCH, prefix), 0) << prefix;
+        EXPECT_EQ(addGeneration(grp, prefix), generation(grp, 1));
+        EXPECT_EQ(addGeneration(grp, prefix), generation(grp, 2));
+        EXPECT_FALSE(exists(generation(grp, 1))) << prefix;
+        touch(generation(grp, 5));
+        unlink(generation(grp, 2).c_str());
+        char* file = nullptr;
+        EXPECT_EQ(GDS_Name((grp + ".g0005v00").c_str(), &file, 0, prefix), 1);
+        free(file);
+    }
+    EXPECT_EQ(entriesOf(path("plx")), (std::vector<uint32_t>{5})) << "the missing generation 2 was dropped";
+    EXPECT_EQ(entriesOf(dir + "/home/ora/ORA"), (std::vector<uint32_t>{5})) << "kept apart, as for every code above 3";
+}
+
 TEST_F(Gdg, AFullCatalogueRefusesTheThousandAndFirstEntry) {
     std::string grp = path("grp");
     Catalogue c{.limit = 1000, .days = 7, .newest = 1000, .entries = {}};
