@@ -534,7 +534,9 @@ int GDG_stat(GdgContext* ctx, const char* name, int mode) {
         form = Direct;
     }
 
-    GDG_path(ctx, ctx->baseName, -1);
+    // A path that cannot be formed (too long, no home for a server's
+    // catalogues) is an error, not an absent group.
+    if (GDG_path(ctx, ctx->baseName, -1) != 0 && !ctx->cataloguePath[0]) return -1;
     struct stat st;
     if (stat(ctx->cataloguePath, &st) == 0) {
         if (!S_ISREG(st.st_mode)) {

@@ -197,7 +197,9 @@ TEST_F(Gdg, NamesLongerThanTheBuffersFailWithoutOverflow) {
     // Fits as a name, but not with ".catalogue" or the generation suffix.
     std::string edge = path(std::string(1020 - dir.size() - 1, 'e'));
     ASSERT_EQ(edge.size(), 1020u);
+    errno = 0;
     EXPECT_EQ(resolve(edge + "(+1)"), 0);
+    EXPECT_EQ(errno, ENAMETOOLONG);
     EXPECT_EQ(GDG_Create(edge.c_str(), 3, 0, 0, nullptr), -1);
 }
 
