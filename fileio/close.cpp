@@ -16,8 +16,6 @@ bool zvkDebugOpen(void) {
     return v && *v;
 }
 
-void zvkFreeConcat(ConcatRecord* record) { free(record); }
-
 KVR2_API void _zvkGenericClose(FCB* fcb, IPCB* element, uint32_t variant) {
     FIB* fib = zvkFileFib(fcb, element);
     if (zvkDebugOpen())
@@ -42,7 +40,7 @@ KVR2_API void _zvkGenericClose(FCB* fcb, IPCB* element, uint32_t variant) {
         return;
     }
     fcb->state &= ~ZVK_STATE_CONCATENATION;
-    zvkFreeConcat(fcb->concat);
+    _zvk_Concat_Free(fcb->concat);
     fcb->concat = nullptr;
     if (fcb->closeOptions & ZVK_CLOSE_WITH_LOCK) fcb->open = _zvkOpenError;
     fcb->lastVerb = ZVK_VERB_CLOSE;

@@ -43,12 +43,6 @@ void zvkFileInitSlots(FCB* fcb, FIB* fib);
 // ---- registration and the end of a run unit ----
 void zvkRegisterFileList(int32_t count, FCB** fcbs, FIB** fibs, PCB* pcb);
 void zvkCloseFile(FCB* fcb, IPCB* element, bool resetOnly);
-// A concatenation record and what it holds.
-void zvkFreeConcat(ConcatRecord* record);
-// The concatenation or generation a name stands for (null: a plain file),
-// and the next name of one (null at its end).
-ConcatRecord* zvkConcatCheck(char* name, uint32_t* isConcat, uint32_t create, uint32_t* prefix);
-char* zvkConcatNext(ConcatRecord* record);
 // Traces of OPEN and CLOSE under VFS_DEBUG_OPEN.
 bool zvkDebugOpen(void);
 

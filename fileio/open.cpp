@@ -134,16 +134,16 @@ Step resolve(FCB* fcb, const FIB* fib) {
     fcb->state &= ~ZVK_STATE_CONCATENATION;
     const bool newGeneration = (fcb->openMode & ZVK_OPEN_OUTPUT) ||
                                ((fib->flags & ZVK_FIB_OPTIONAL) && !(fcb->openMode & ZVK_OPEN_INPUT));
-    zvkFreeConcat(fcb->concat);
+    _zvk_Concat_Free(fcb->concat);
     fcb->concat = nullptr;
     uint32_t isConcat = 0;
     uint32_t prefix = 0;
     memcpy(&prefix, fcb->prefix, 3);
-    fcb->concat = zvkConcatCheck(fcb->fileName, &isConcat, newGeneration ? 1 : 0, &prefix);
+    fcb->concat = _zvk_Concat_Check(fcb->fileName, &isConcat, newGeneration ? 1 : 0, &prefix);
     if (!fcb->concat && isConcat) return {33, 34};
     if (fcb->concat) {
         if (isConcat) fcb->state |= ZVK_STATE_CONCATENATION;
-        const char* first = zvkConcatNext(fcb->concat);
+        const char* first = _zvk_Concat_Next(fcb->concat);
         if (!first) return {33, 34};
         if (!setName(fcb, first, strlen(first))) return {93, 0};
     }
@@ -237,7 +237,9 @@ KVR2_API int32_t _zvkGenericOpen(FCB* fcb, IPCB* element) {
         if (fcb->concat) {
             fcb->defaultCode = static_cast<uint8_t>((fcb->defaultCode & 0xF0) | (fcb->code & 0x0F));
             memcpy(fcb->defaultPrefix, fcb->prefix, 3);
-            if (fcb->status >= 11) fcb->status = 33;
+            // A volume that cannot be opened is a bad concatenation (33);
+            // a list opened in a mode it cannot serve keeps its own 37.
+            if (fcb->status >= 11 && fcb->status != 37) fcb->status = 33;
         }
         if (fcb->status > 9) return ending(fcb, element, fib, 51);
         void** table = nullptr;
@@ -280,7 +282,7 @@ KVR2_API int32_t _zvkGenericOpen(FCB* fcb, IPCB* element) {
             // An absent OPTIONAL volume is passed over.
             fcb->closeOptions |= ZVK_CLOSE_NEXT_VOLUME;
             fcb->close(fcb, element);
-            const char* next = zvkConcatNext(fcb->concat);
+            const char* next = _zvk_Concat_Next(fcb->concat);
             if (!next) return ending(fcb, element, fib, 0);
             if (!setName(fcb, next, strlen(next))) {
                 fcb->status = 93;
@@ -292,13 +294,5 @@ KVR2_API int32_t _zvkGenericOpen(FCB* fcb, IPCB* element) {
         return ending(fcb, element, fib, 0);
     }
 }
-
-// Until generation groups and concatenated names are in place every name
-// is a plain file.
-ConcatRecord* zvkConcatCheck(char*, uint32_t* isConcat, uint32_t, uint32_t*) {
-    *isConcat = 0;
-    return nullptr;
-}
-char* zvkConcatNext(ConcatRecord*) { return nullptr; }
 
 }  // extern "C"

@@ -254,6 +254,18 @@ KVR2_STATIC_ASSERT(offsetof(ConcatRecord, nameSpace) == 16, "ConcatRecord.nameSp
 KVR2_STATIC_ASSERT(offsetof(ConcatRecord, text) == 24, "ConcatRecord.text");
 KVR2_STATIC_ASSERT(sizeof(ConcatRecord) == 32, "ConcatRecord size");
 
+/* The names an OPEN INPUT reads one after the other.  "a:b:c" gives three
+ * files (runs of ":" count as one; the ":" of "/.:/" is part of a name;
+ * at most 256 names, more give null with *isConcat set).  A generation
+ * data group's name gives one generation (*isConcat 0) or, bare, all of
+ * them newest first (*isConcat 1).  Null with *isConcat 0: a plain file.
+ * prefix points to the file's three-letter prefix, or is null. */
+KVR2_API ConcatRecord* _zvk_Concat_Check(char* name, uint32_t* isConcat, uint32_t create, uint32_t* prefix);
+/* The next file to open, or null after the last; a name handed back stays
+ * valid until the next call on this thread. */
+KVR2_API char* _zvk_Concat_Next(ConcatRecord* record);
+KVR2_API void _zvk_Concat_Free(ConcatRecord* record);
+
 /* ---- FCB: file control record, 328 bytes ---- */
 
 /* FCB.openMode, FCB.modeInForce */

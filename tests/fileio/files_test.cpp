@@ -357,3 +357,28 @@ TEST(UseProcedure, ChosenByTheModeAndSparedByAtEndAndInvalidKey) {
     EXPECT_EQ(fcb.modeInForce, 0);
     EXPECT_EQ(fcb.open, _zvkGenericOpen);
 }
+
+TEST(Concatenation, VolumesInTurnThenAtEndAndTheStatusesOfBadLists) {
+    Options o;
+    o.env["STANDIN_READS"] = "1";
+    Result r = files({"assign=stl-a:b::c:", "open:input", "read", "read", "read", "read", "close"}, o);
+    std::vector<std::string> volumes, reads;
+    for (const std::string& l : lines(r.out)) {
+        if (l.rfind("module: open ", 0) == 0) volumes.push_back(l.substr(l.find("name="), 6));
+        if (l.rfind("read fs=", 0) == 0) reads.push_back(l.substr(0, 10));
+    }
+    EXPECT_EQ(volumes, (std::vector<std::string>{"name=a", "name=b", "name=c"})) << r.out << r.err;
+    EXPECT_EQ(reads, (std::vector<std::string>{"read fs=00", "read fs=00", "read fs=00", "read fs=10"})) << r.out;
+    EXPECT_EQ(fsOf(r.out, "close"), "00");
+
+    // OUTPUT to a list: 37.  A later volume of another file system: 33/39.
+    // 257 names: 33/34.
+    r = files({"assign=stl-a:b", "open:output"});
+    EXPECT_EQ(fsOf(r.out, "open:output"), "37") << r.out;
+    r = files({"assign=stl-a:lsq-b", "open:input", "read", "read"}, o);
+    EXPECT_NE(r.out.find("read fs=33 ret=33 fs2=39"), std::string::npos) << r.out;
+    std::string many = "stl-x";
+    for (int i = 1; i < 257; ++i) many += ":x" + std::to_string(i);
+    r = files({"assign=" + many, "open:input"});
+    EXPECT_NE(lineOf(r.out, "open:input").find("fs=33 ret=33 fs2=34"), std::string::npos) << r.out;
+}

@@ -35,6 +35,19 @@ int32_t readRecord(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
         fcb->recordArea->length = 1;
         fcb->record[0] = static_cast<uint8_t>('0' + reads);
         fcb->state |= ZVK_STATE_READ_GOOD;
+    } else if (fcb->concat) {
+        // The end of a volume: the next one opened in this one's place.
+        if (char* next = _zvk_Concat_Next(fcb->concat)) {
+            fcb->closeOptions |= ZVK_CLOSE_NEXT_VOLUME;
+            fcb->close(fcb, element);
+            fcb->fileName = next;
+            fcb->openMode = ZVK_OPEN_INPUT;
+            reads = 0;
+            if (fcb->open(fcb, element) > 9) return fcb->status;
+            return fcb->read(fcb, element, how, 0);
+        }
+        fcb->status = 10, fcb->fs2 = 0;
+        fcb->state &= ~ZVK_STATE_READ_GOOD;
     } else {
         fcb->status = 10, fcb->fs2 = 0;
         fcb->state &= ~ZVK_STATE_READ_GOOD;
