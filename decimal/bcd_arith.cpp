@@ -234,7 +234,7 @@ int zvkBcdDecPacked(void* op, int32_t opDigits, int64_t value, bool signsResolve
     bool negative = packedNegative(p[b - 1]);
     const bool valueNegative = value < 0;
     if (!signsResolved && negative != valueNegative) return zvkBcdIncPacked(op, opDigits, value, true);
-    const bool reserved = signsResolved ? valueNegative : !valueNegative;
+    const bool negativeWhenValueIsLonger = signsResolved ? valueNegative : !valueNegative;
     uint64_t m = magnitude(value);
     int borrow = 0;
     int u = (p[b - 1] >> 4) - static_cast<int>(m % 10);
@@ -262,7 +262,7 @@ int zvkBcdDecPacked(void* op, int32_t opDigits, int64_t value, bool signsResolve
     }
     if (m) {
         complementPacked(p, b);
-        negative = reserved;
+        negative = negativeWhenValueIsLonger;
     }
     if ((digitsOf(opDigits) & 1) == 0) p[0] &= 0x0F;
     p[b - 1] = static_cast<uint8_t>((p[b - 1] & 0xF0) | (negative ? 0x0D : 0x0C));
@@ -417,7 +417,7 @@ int zvkBcdDecZoned(void* op, int32_t opDigits, int64_t value, bool signsResolved
     bool negative = zonedNegative(p[n - 1]);
     const bool valueNegative = value < 0;
     if (!signsResolved && negative != valueNegative) return zvkBcdIncZoned(op, opDigits, value, true);
-    const bool reserved = signsResolved ? valueNegative : !valueNegative;
+    const bool negativeWhenValueIsLonger = signsResolved ? valueNegative : !valueNegative;
     uint64_t m = magnitude(value);
     int borrow = 0;
     int i = 1;
@@ -434,7 +434,7 @@ int zvkBcdDecZoned(void* op, int32_t opDigits, int64_t value, bool signsResolved
     }
     if (m) {
         complementZoned(p, n);
-        negative = reserved;
+        negative = negativeWhenValueIsLonger;
     }
     p[n - 1] = static_cast<uint8_t>((p[n - 1] & 0x0F) | (negative ? 0x70 : 0x30));
     return 1;

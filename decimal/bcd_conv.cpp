@@ -250,7 +250,7 @@ void* copy(const char* title, const void* src, void* dst, int32_t dd, int32_t sd
             dumpTitle(title);
             dumpItem("op1: %p %d ", src, sd, shown(sd));
         },
-        [&](uint32_t m) { validate<F, Family::Move>(m, {src, sd}); },
+        [&](uint32_t m) { validate<F, Family::Move>(m, Operand{src, sd}); },
         [&](uint32_t m) {
             copyItem<F>(m, src, dst, dd, sd);
             return dst;
@@ -301,15 +301,8 @@ void dumpInt(const char* label, R v) {
 }
 
 template <Form F, class R>
-R toBinary(const char* title, const void* src, int32_t sd) {
-    const uint32_t m = mode();
+R binaryValue(const void* src, int32_t sd) {
     const uint8_t* s = static_cast<const uint8_t*>(src);
-    if (m & kBcdDebug) [[unlikely]] {
-        dumpTitle(title);
-        dumpItem("in:  %p %d ", src, sd, storedBytes(F, sd));
-    }
-    if (!(m & kBcdNoValidate))
-        reportMove(F == Form::Packed ? zvkBcdCheckPacked(src, sd, 0) : zvkBcdCheckZoned(src, sd, 0));
     uint64_t v;
     bool negative;
     if constexpr (F == Form::Packed) {
@@ -321,20 +314,27 @@ R toBinary(const char* title, const void* src, int32_t sd) {
         negative = n && zonedNegative(s[n - 1]);
     }
     if (std::is_signed_v<R> && negative && v) v = 0 - v;
-    const R r = static_cast<R>(v);
-    if (m & kBcdDebug) [[unlikely]]
-        dumpInt("out: ", r);
-    return r;
+    return static_cast<R>(v);
+}
+
+// A source that does not validate is converted as it is.
+template <Form F, class R>
+R toBinary(const char* title, const void* src, int32_t sd) {
+    return entryFrame(
+        true,
+        [&] {
+            dumpTitle(title);
+            dumpItem("in:  %p %d ", src, sd, storedBytes(F, sd));
+        },
+        [&](uint32_t m) {
+            if (!(m & kBcdNoValidate)) reportMove(checkItem<F>(src, sd, 0));
+        },
+        [&](uint32_t) { return binaryValue<F, R>(src, sd); }, [](R r) { dumpInt("out: ", r); });
 }
 
 template <Form F, class V>
-void* fromBinary(const char* title, V value, void* dst, int32_t dd) {
-    const uint32_t m = mode();
+void storeBinary(uint32_t m, V value, void* dst, int32_t dd) {
     uint8_t* d = static_cast<uint8_t*>(dst);
-    if (m & kBcdDebug) [[unlikely]] {
-        dumpTitle(title);
-        dumpInt("in:  ", value);
-    }
     const bool negative = value < 0;
     uint64_t mag = negative ? 0 - static_cast<uint64_t>(static_cast<int64_t>(value)) : static_cast<uint64_t>(value);
     // Digits beyond the destination are dropped; a negative value that
@@ -356,9 +356,23 @@ void* fromBinary(const char* title, V value, void* dst, int32_t dd) {
         const bool zero = lowNibblesZero(d, dn);
         if (dn && negative && !(zero && !keepNegZero(m))) d[dn - 1] = static_cast<uint8_t>(0x70 | (d[dn - 1] & 0x0F));
     }
-    if (m & kBcdDebug) [[unlikely]]
-        dumpItem("out: %p %d ", dst, dd, storedBytes(F, dd));
-    return dst;
+}
+
+// A binary value needs no validation.
+template <Form F, class V>
+void* fromBinary(const char* title, V value, void* dst, int32_t dd) {
+    return entryFrame(
+        true,
+        [&] {
+            dumpTitle(title);
+            dumpInt("in:  ", value);
+        },
+        [](uint32_t) {},
+        [&](uint32_t m) {
+            storeBinary<F, V>(m, value, dst, dd);
+            return dst;
+        },
+        [&](void*) { dumpItem("out: %p %d ", dst, dd, storedBytes(F, dd)); });
 }
 
 }  // namespace

@@ -350,8 +350,7 @@ template <Form F>
             dumpItem("op2: %p %d: ", op2, d2, storedBytes(F, d2));
         },
         [&](uint32_t m) {
-            validate<F, Family::Arithmetic>(m, {op1, d1});
-            validate<F, Family::Arithmetic>(m, {op2, d2});
+            validate<F, Family::Arithmetic>(m, Operand{op1, d1}, Operand{op2, d2});
         },
         [&](uint32_t) {
             strip<F>(op1, d1);

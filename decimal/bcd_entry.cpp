@@ -33,7 +33,7 @@ inline void* incdec(const char* title, void* op, int32_t n, int64_t value) {
             else
                 fprintf(stderr, "op2: %d\n", static_cast<int>(value));
         },
-        [&](uint32_t m) { validate<F, Family::Arithmetic>(m, {op, n}); },
+        [&](uint32_t m) { validate<F, Family::Arithmetic>(m, Operand{op, n}); },
         [&](uint32_t) {
             W(op, n, value, false);
             return op;
@@ -74,8 +74,7 @@ template <Form F, Relation R>
             dumpItem("op2: %p %d: ", op2, d2, storedBytes(F, d2));
         },
         [&](uint32_t m) {
-            validate<F, Family::Compare>(m, {op1, d1});
-            validate<F, Family::Compare>(m, {op2, d2});
+            validate<F, Family::Compare>(m, Operand{op1, d1}, Operand{op2, d2});
         },
         [&](uint32_t) {
             const int c = F == Form::Packed ? zvkBcdCmpPacked(op1, d1, op2, d2, 0) : zvkBcdCmpZoned(op1, d1, op2, d2, 0);
@@ -110,6 +109,21 @@ template <Form F, Relation R>
 }
 
 inline bool keepNegZero(uint32_t m) { return m & kBcdKeepNegZero; }
+
+// Absolute value and negation of a packed item: its operand validated as
+// one of arithmetic.
+template <class Work>
+[[gnu::always_inline]] inline void* signFrame(const char* title, const void* src, void* dst, int32_t dd, int32_t sd,
+                                              Work&& work) {
+    return entryFrame(
+        true,
+        [&] {
+            dumpTitle(title);
+            dumpItem("src: %p %d: ", src, sd, packedBytes(sd));
+        },
+        [&](uint32_t m) { validate<Form::Packed, Family::Arithmetic>(m, Operand{src, sd}); }, work,
+        [&](void*) { dumpItem("dst: %p %d: ", dst, dd, packedBytes(dd)); });
+}
 
 // ADD A TO B on equal-size packed items of one sign: the whole-item step,
 // one function per size in bytes, or the frame.
@@ -172,37 +186,23 @@ KVR2_API void* _zvkcBCD_SUB_Znd_Int4(void* op, int32_t n, int32_t v) {
 // ---- absolute value and negation ----
 
 KVR2_API void* _zvkcBCD_ABS_Pckd(const void* src, void* dst, int32_t dd, int32_t sd) {
-    const uint32_t m = mode();
-    if (m & kBcdDebug) [[unlikely]] {
-        dumpTitle("abs packed...");
-        dumpItem("src: %p %d: ", src, sd, packedBytes(sd));
-    }
-    if (!(m & kBcdNoValidate)) checkArith<Form::Packed>(src, sd);
-    zvkBcdMovePacked(src, sd, dst, dd);
-    uint8_t* d = static_cast<uint8_t*>(dst);
-    const int db = packedBytes(dd);
-    d[db - 1] = static_cast<uint8_t>((d[db - 1] & 0xF0) | 0x0C);
-    if (m & kBcdDebug) [[unlikely]]
-        dumpItem("dst: %p %d: ", dst, dd, db);
-    return dst;
+    return signFrame("abs packed...", src, dst, dd, sd, [&](uint32_t) {
+        zvkBcdMovePacked(src, sd, dst, dd);
+        uint8_t& last = static_cast<uint8_t*>(dst)[packedBytes(dd) - 1];
+        last = static_cast<uint8_t>((last & 0xF0) | 0x0C);
+        return dst;
+    });
 }
 
 KVR2_API void* _zvkcBCD_NEG_Pckd(const void* src, void* dst, int32_t dd, int32_t sd) {
-    const uint32_t m = mode();
-    if (m & kBcdDebug) [[unlikely]] {
-        dumpTitle("neg packed...");
-        dumpItem("src: %p %d: ", src, sd, packedBytes(sd));
-    }
-    if (!(m & kBcdNoValidate)) checkArith<Form::Packed>(src, sd);
-    const bool zero = zvkBcdIsZeroPacked(src, sd);
-    zvkBcdMovePacked(src, sd, dst, dd);
-    uint8_t* d = static_cast<uint8_t*>(dst);
-    const int db = packedBytes(dd);
-    const bool positive = packedNegative(d[db - 1]) || (!keepNegZero(m) && zero);
-    d[db - 1] = static_cast<uint8_t>((d[db - 1] & 0xF0) | (positive ? 0x0C : 0x0D));
-    if (m & kBcdDebug) [[unlikely]]
-        dumpItem("dst: %p %d: ", dst, dd, db);
-    return dst;
+    return signFrame("neg packed...", src, dst, dd, sd, [&](uint32_t m) {
+        const bool zero = zvkBcdIsZeroPacked(src, sd);
+        zvkBcdMovePacked(src, sd, dst, dd);
+        uint8_t& last = static_cast<uint8_t*>(dst)[packedBytes(dd) - 1];
+        const bool positive = packedNegative(last) || (!keepNegZero(m) && zero);
+        last = static_cast<uint8_t>((last & 0xF0) | (positive ? 0x0C : 0x0D));
+        return dst;
+    });
 }
 
 KVR2_API void* _zvkcBCD_ABS_Znd(const void* src, void* dst, int32_t dd, int32_t sd) {
@@ -304,21 +304,18 @@ KVR2_API int _zvkcBCD_LEQ_Znd(const void* op1, const void* op2, int32_t d2, int3
 }
 
 KVR2_API int _zvkcBCD_NOT_Pckd(const void* op, int32_t n) {
-    const uint32_t m = mode();
-    if (m & kBcdDebug) [[unlikely]] {
-        dumpTitle("not packed...");
-        dumpItem("op1: %p %d: ", op, n, packedBytes(n));
-    }
-    if ((m & kBcdValidateCompares) && zvkBcdCheckPacked(op, n, 1)) zvkWriteMsg(903, 0);
-    const int r = zvkBcdIsZeroPacked(op, n);
-    if (m & kBcdDebug) [[unlikely]]
-        fprintf(stderr, "res: %d\n", r);
-    return r;
+    return entryFrame(
+        true,
+        [&] {
+            dumpTitle("not packed...");
+            dumpItem("op1: %p %d: ", op, n, packedBytes(n));
+        },
+        [&](uint32_t m) { validate<Form::Packed, Family::Compare>(m, Operand{op, n}); },
+        [&](uint32_t) { return zvkBcdIsZeroPacked(op, n); }, [](int r) { fprintf(stderr, "res: %d\n", r); });
 }
 
 KVR2_API int _zvkcBCD_NOT_Znd(const void* op, int32_t n) {
-    const uint32_t m = mode();
-    if ((m & kBcdValidateCompares) && zvkBcdCheckZoned(op, n, 1)) zvkWriteMsg(903, 0);
+    if ((mode() & kBcdValidateCompares) && zvkBcdCheckZoned(op, n, 1)) zvkWriteMsg(903, 0);
     return zvkBcdIsZeroZoned(op, n);
 }
 

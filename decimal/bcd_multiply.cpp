@@ -25,47 +25,47 @@ thread_local uint8_t zonedScratch[kZonedScratch];
 
 // An operand: its units digit u and the pairs to the left of it, four
 // pairs to a limb (base 10^8), each pair read through the packed-to-value
-// table: value u + 10 * sum l[m] 10^(8m).
+// table: value units + 10 * sum limb[m] 10^(8m).
 constexpr int kMaxLimbs = (kMaxPairs + 3) / 4;
 struct Pairs {
-    unsigned u;
-    int n;  // limbs
-    uint64_t l[kMaxLimbs];
+    unsigned units;
+    int count;  // limbs
+    uint64_t limb[kMaxLimbs];
 };
 
 // np pairs, pair(j) the j-th from the right, into limbs.
 template <class Pair>
 inline void limbs(Pairs& out, int np, Pair pair) {
-    out.n = (np + 3) / 4;
-    for (int m = 0; m < out.n; ++m) {
+    out.count = (np + 3) / 4;
+    for (int m = 0; m < out.count; ++m) {
         uint64_t v = 0;
         for (int i = 3; i >= 0; --i) {
             const int j = 4 * m + i;
             v = v * 100 + (j < np ? pair(j) : 0u);
         }
-        out.l[m] = v;
+        out.limb[m] = v;
     }
 }
 
 // p[0, b): packed bytes; the units digit is the high nibble of the last.
 void packedPairs(const uint8_t* p, int b, Pairs& out) {
-    out.u = p[b - 1] >> 4;
+    out.units = p[b - 1] >> 4;
     const uint8_t* q = p + b - 2;  // the pair next to the units
     int np = b - 1, m = 0;
     for (; np >= 4; np -= 4, q -= 4)
-        out.l[m++] = pairValue[q[0]] + 100u * pairValue[q[-1]] + 10000u * pairValue[q[-2]] + 1000000ull * pairValue[q[-3]];
+        out.limb[m++] = pairValue[q[0]] + 100u * pairValue[q[-1]] + 10000u * pairValue[q[-2]] + 1000000ull * pairValue[q[-3]];
     if (np) {
         uint64_t v = 0;
         for (int i = np - 1; i >= 0; --i) v = v * 100 + pairValue[q[-i]];
-        out.l[m++] = v;
+        out.limb[m++] = v;
     }
-    out.n = m;
+    out.count = m;
 }
 
 // z[0, n): zoned digits, each by its low nibble (a pair of them may reach
 // 165 with nibbles above 9: still exact).
 void zonedPairs(const uint8_t* z, int n, Pairs& out) {
-    out.u = n ? z[n - 1] & 0x0F : 0;
+    out.units = n ? z[n - 1] & 0x0F : 0;
     limbs(out, n > 1 ? n / 2 : 0, [&](int j) -> unsigned {
         const int lo = n - 2 - 2 * j, hi = lo - 1;
         return (hi >= 0 ? 10u * (z[hi] & 0x0F) : 0u) + (z[lo] & 0x0F);
@@ -83,19 +83,19 @@ void zonedPairs(const uint8_t* z, int n, Pairs& out) {
 template <class Units, class Out>
 inline void product(const Pairs& a, const Pairs& b, int L, Units&& units, Out&& out) {
     constexpr uint64_t kBase = 100000000;
-    const unsigned uv = a.u * b.u;
+    const unsigned uv = a.units * b.units;
     units(uv % 10);
     uint64_t carry = uv / 10;
-    const int top = a.n + b.n;
+    const int top = a.count + b.count;
     for (int m = 0; 4 * m < L; ++m) {
         uint64_t s = carry;
         if (m < top) {
-            if (m < b.n) s += a.u * b.l[m];
-            if (m < a.n) s += b.u * a.l[m];
-            const int lo = m - b.n + 1 > 0 ? m - b.n + 1 : 0;
-            const int hi = m < a.n - 1 ? m : a.n - 1;
+            if (m < b.count) s += a.units * b.limb[m];
+            if (m < a.count) s += b.units * a.limb[m];
+            const int lo = m - b.count + 1 > 0 ? m - b.count + 1 : 0;
+            const int hi = m < a.count - 1 ? m : a.count - 1;
             uint64_t c = 0;
-            for (int i = lo; i <= hi; ++i) c += a.l[i] * b.l[m - i];
+            for (int i = lo; i <= hi; ++i) c += a.limb[i] * b.limb[m - i];
             s += 10 * c;
         }
         const uint64_t limb = s % kBase;
@@ -154,17 +154,17 @@ int zvkBcdMulPacked(const void* op1, int32_t op1Digits, const void* op2, int32_t
     packedPairs(p1, b1, a);
     packedPairs(p2, b2, b);
     uint8_t* work = d;
-    int W = db;
+    int workSize = db;
     if (e1 + e2 <= 64) {
-        W = db < kPackedScratch ? db : kPackedScratch;
-        work = packedScratch + kPackedScratch - W;
+        workSize = db < kPackedScratch ? db : kPackedScratch;
+        work = packedScratch + kPackedScratch - workSize;
     }
     product(
-        a, b, W - 1, [&](unsigned u) { work[W - 1] = static_cast<uint8_t>(u << 4); },
-        [&](int m, uint16_t lo, uint16_t hi) { storeQuads(work + W - 2, W - 1, m, lo, hi); });
+        a, b, workSize - 1, [&](unsigned u) { work[workSize - 1] = static_cast<uint8_t>(u << 4); },
+        [&](int m, uint16_t lo, uint16_t hi) { storeQuads(work + workSize - 2, workSize - 1, m, lo, hi); });
     if (work != d) {
-        memset(d, 0, db - W);
-        memcpy(d + db - W, work, W);
+        memset(d, 0, db - workSize);
+        memcpy(d + db - workSize, work, workSize);
     }
     d[db - 1] = static_cast<uint8_t>((d[db - 1] & 0xF0) | (negative ? 0x0D : 0x0C));
     if ((digitsOf(dstDigits) & 1) == 0) d[0] &= 0x0F;
@@ -190,25 +190,25 @@ int zvkBcdMulZoned(const void* op1, int32_t op1Digits, const void* op2, int32_t 
     zonedPairs(z1, n1, a);
     zonedPairs(z2, n2, b);
     uint8_t* work = d;
-    int W = dn;
+    int workSize = dn;
     if (scratch) {
-        W = dn < kZonedScratch ? dn : kZonedScratch;
-        work = zonedScratch + kZonedScratch - W;
+        workSize = dn < kZonedScratch ? dn : kZonedScratch;
+        work = zonedScratch + kZonedScratch - workSize;
     }
     product(
-        a, b, W / 2, [&](unsigned u) { work[W - 1] = static_cast<uint8_t>(0x30 | u); },
+        a, b, workSize / 2, [&](unsigned u) { work[workSize - 1] = static_cast<uint8_t>(0x30 | u); },
         [&](int m, uint16_t lo, uint16_t hi) {
             // four packed bytes, eight digits, from the right
             const uint32_t v = uint32_t(hi) << 16 | lo;
             for (int i = 0; i < 8; ++i) {
-                const int at = W - 2 - 8 * m - i;
+                const int at = workSize - 2 - 8 * m - i;
                 if (at < 0) break;
                 work[at] = static_cast<uint8_t>(0x30 | ((v >> (4 * i)) & 0x0F));
             }
         });
     if (work != d) {
-        memset(d, '0', dn - W);
-        memcpy(d + dn - W, work, W);
+        memset(d, '0', dn - workSize);
+        memcpy(d + dn - workSize, work, workSize);
     }
     d[dn - 1] = static_cast<uint8_t>((negative ? 0x70 : 0x30) | (d[dn - 1] & 0x0F));
     return 1;

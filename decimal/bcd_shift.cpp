@@ -84,7 +84,7 @@ void zvkBcdShiftRightPacked(const void* src, int32_t srcDigits, void* dst, int32
         d[db - 1] = static_cast<uint8_t>(at(h) & 0xF0);
         const int count = b - 1 - h < db - 1 ? b - 1 - h : db - 1;  // bytes left of the units
         memmove(d + db - 1 - count, s + b - 1 - h - count, count);
-        memset(d, 0, db - 1 - count);
+        if (count < db - 1) memset(d, 0, db - 1 - count);
     } else {
         d[db - 1] = static_cast<uint8_t>((at(h + 1) & 0x0F) << 4);
         for (int r = 1; r < db; ++r) d[db - 1 - r] = static_cast<uint8_t>((at(r + h + 1) << 4) | (at(r + h) >> 4));

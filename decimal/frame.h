@@ -88,35 +88,42 @@ enum class Family {
     Move,        // copies: the strict check, with kBcdValidateMoves
 };
 
-template <Form F, Family V>
-inline void validate(uint32_t m, Operand op) {
+// A copy's operand: its separate sign, then its digits, strictly.
+template <Form F>
+inline void checkMove(Operand op) {
+    const uint8_t* s = static_cast<const uint8_t*>(op.address);
+    const int n = digitsOf(op.digits);
+    if constexpr (separate(F)) checkSeparateSign(F == Form::ZonedTrailingSeparate ? s[n] : s[0]);
+    reportMove(checkItem<F>(F == Form::ZonedLeadingSeparate ? s + 1 : s, op.digits, 1));
+}
+
+// The mode word is tested once for all the operands, first to last.
+template <Form F, Family V, class... Operands>
+inline void validate(uint32_t m, const Operands&... ops) {
     if constexpr (V == Family::Arithmetic) {
-        if (!(m & kBcdNoValidate)) checkArith<F>(op.address, op.digits);
+        if (!(m & kBcdNoValidate)) [[likely]]
+            (checkArith<F>(ops.address, ops.digits), ...);
     } else if constexpr (V == Family::Compare) {
-        if ((m & kBcdValidateCompares) && checkItem<F>(op.address, op.digits, 1)) zvkWriteMsg(903, 0);
+        if (m & kBcdValidateCompares) ((checkItem<F>(ops.address, ops.digits, 1) ? void(zvkWriteMsg(903, 0)) : void()), ...);
     } else {
-        if (!(m & kBcdValidateMoves)) return;
-        const uint8_t* s = static_cast<const uint8_t*>(op.address);
-        const int n = digitsOf(op.digits);
-        if constexpr (separate(F)) checkSeparateSign(F == Form::ZonedTrailingSeparate ? s[n] : s[0]);
-        reportMove(checkItem<F>(F == Form::ZonedLeadingSeparate ? s + 1 : s, op.digits, 1));
+        if (m & kBcdValidateMoves) (checkMove<F>(ops), ...);
     }
 }
 
 // The frame itself, in its fixed order.  With the debug bit set (and
 // dumps true), dumpOperands() prints the title and the operands; then
 // check(m) validates them, work(m) is the worker and gives the entry's
-// result, and dumpResult(result) prints what came out.
+// result, and dumpResult(result) prints what came out.  The mode word is
+// read here once: check and work take it.
 template <class DumpOperands, class Check, class Work, class DumpResult>
 [[gnu::always_inline]] inline auto entryFrame(bool dumps, DumpOperands&& dumpOperands, Check&& check, Work&& work,
                                               DumpResult&& dumpResult) {
     const uint32_t m = mode();
-    const bool debug = dumps && (m & kBcdDebug);
-    if (debug) [[unlikely]]
+    if (dumps && (m & kBcdDebug)) [[unlikely]]
         dumpOperands();
     check(m);
     auto result = work(m);
-    if (debug) [[unlikely]]
+    if (dumps && (m & kBcdDebug)) [[unlikely]]
         dumpResult(result);
     return result;
 }
@@ -134,10 +141,7 @@ template <Form F, Family V, class Work>
             dumpItem("op1: %p %d: ", op1.address, op1.digits, storedBytes(F, op1.digits));
             dumpItem("op2: %p %d: ", op2.address, op2.digits, storedBytes(F, op2.digits));
         },
-        [&](uint32_t m) {
-            validate<F, V>(m, op1);
-            validate<F, V>(m, op2);
-        },
+        [&](uint32_t m) { validate<F, V>(m, op1, op2); },
         work, [&](auto) { dumpItem("dst: %p %d: ", dst.address, dst.digits, storedBytes(F, dst.digits)); });
 }
 
