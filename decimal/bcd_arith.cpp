@@ -1,11 +1,7 @@
 // Addition, subtraction, increment, decrement and comparison of packed and
-// zoned items, in place on the stored digits.
-//
-// Packed addition adds up to sixteen digits with one binary addition.  The
-// step is computed one bit wider than the word, so that the carry out of
-// the top nibble is never lost, and a word holding a nibble above 9 goes
-// through the byte step instead: whatever the width, the result is the
-// byte step's, for every input.
+// zoned items, in place on the stored digits.  Packed addition takes up to
+// sixteen digits in one binary add, one bit wider than the word; words
+// with a nibble above 9 take the byte step (docs/decimal.md, "addition").
 
 #include <cstring>
 
@@ -71,9 +67,6 @@ inline void addChunk(const uint8_t* a, const uint8_t* b, uint8_t* d, unsigned& c
     storeBe<W>(d, static_cast<W>(s + (c >> 2) + (c >> 3)));
 }
 
-// Equal-size packed items of the same sign into a destination of that size
-// (ADD A TO B), in one wide step when every nibble is a digit; then the
-// result is the general path's.  Returns false to leave it to that path.
 // Ten's complement of the stored digits span[0, n) (the last byte holding
 // the sign nibble), with the pair reduction this system has always made:
 // once the complement's carry has ended, a pair of 91 to 99 loses 90.

@@ -16,18 +16,14 @@ namespace {
 constexpr u128 everyByte(unsigned v) { return ~u128(0) / 255 * v; }
 constexpr u128 k80 = everyByte(0x80);
 
-// Base 100 in the bytes of a word.  Addition: with 156 added to every
-// byte of one operand, a byte pair that reaches 100 carries out of its
-// byte in the binary sum, and the carry runs on through bytes of 99 by
-// itself; the bytes that did not carry out take their 156 back.
+// Base 100 in the bytes of a word (docs/decimal.md, "division").
 constexpr u128 k156 = everyByte(156);
 inline u128 add100(u128 x, u128 y) {
     const u128 b = y + k156, z = x + b;
     const u128 carried = ((x & b) | ((x | b) & ~z)) & k80;
     return z - ((~carried & k80) >> 7) * 156;
 }
-// Subtraction of a smaller or equal value: a byte that borrowed wrapped
-// to 156 or more (bit 7 set), and takes 156 less to read as +100.
+// Subtraction of a smaller or equal value.
 inline u128 sub100(u128 x, u128 y) {
     const u128 d = x - y;
     return d - ((d & k80) >> 7) * 156;
@@ -57,10 +53,8 @@ void divideWide(const uint8_t* A, int n, const uint8_t* B, int k, uint8_t* q, ui
     M[1] = loadLeft<u128>(row, L);
     S[1] = loadLeft<u128>(row10, L);
     for (int j = 2; j <= 9; ++j) M[j] = add100(M[j - 1], M[1]), S[j] = add100(S[j - 1], S[1]);
-    // The rows rise, so the count of rows at most the window is the
-    // greatest of them.  Consecutive rows differ within their first eight
-    // bytes, so counting by those bytes alone can only be one too many,
-    // where a row ties the window there and exceeds it behind.
+    // Counted on the upper halves: at most one too many, corrected by one
+    // full comparison.
     uint64_t hiM[10], hiS[10];
     for (int j = 0; j <= 9; ++j) hiM[j] = uint64_t(M[j] >> 64), hiS[j] = uint64_t(S[j] >> 64);
     auto greatest = [](const u128* rows, const uint64_t* hi, u128 w) {
@@ -126,15 +120,12 @@ void divideLong(uint8_t* A, int n, const uint8_t* B, int k, uint8_t* q, uint8_t*
     memcpy(rem, A + n - L, L);
 }
 
-// The same for divisors of at most eight pairs, where the window (the
-// divisor row and the one pair that each round brings down, below 10^18)
-// is held by its value in one 64-bit word.  Each round estimates its two
-// quotient digits at once, the window times the divisor's reciprocal
-// (never above the true pair, and at most one below it, as the window
-// stays below 2^60), subtracts the estimate times the divisor in one
-// multiplication and corrects with at most one comparison.  Pairs above
-// 99 (items not validated) and a zero divisor keep to the digit rounds
-// above, whose results for them are what they are.  Returns false then.
+// The same for divisors of at most eight pairs, the window held by its
+// value in one 64-bit word and both quotient digits of a round estimated
+// at once by the divisor's reciprocal (docs/decimal.md, "division").
+// Pairs above 99 (items not validated) and a zero divisor keep to the
+// digit rounds above, whose results for them are what they are.  Returns
+// false then.
 bool divideNarrow(const uint8_t* A, int n, const uint8_t* B, int k, uint8_t* q, uint8_t* rem) {
     if (k > 8) return false;
     unsigned over = 0;  // bit 7: some pair above 99

@@ -28,7 +28,8 @@ constexpr Quad makeQuads() {
 inline constexpr Quad kQuads = makeQuads();
 
 // Sixteen digit nibbles, big-endian in a word, to two limbs of eight
-// digits in the word's halves (the first eight digits in the upper half).
+// digits in the word's halves (the first eight digits in the upper half),
+// in three steps (docs/decimal.md, "limbs").
 inline uint64_t limbPair(uint64_t x) {
     x -= 6 * ((x >> 4) & 0x0F0F0F0F0F0F0F0Full);      // bytes 0..99
     x -= 156 * ((x >> 8) & 0x00FF00FF00FF00FFull);    // 16 bits 0..9999

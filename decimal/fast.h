@@ -32,14 +32,12 @@ template <int N>
     memcpy(p, &v, N);
 }
 
-// Equal-size packed items of the same sign into a destination of that
-// size, in one wide step whose carry out of the top nibble is kept (the
-// word's own overflow).
 // The sign nibbles this path takes: 1 positive, 2 negative, 0 (a digit,
 // which validation rejects) not here.
 constexpr uint8_t kSignClass[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 1, 2, 1, 1};
 
-// N bytes of digits with the sign nibble cleared: some nibble above 9.
+// N bytes of digits with the sign nibble cleared: some nibble above 9
+// (docs/decimal.md, "plain items").
 template <int N>
 [[gnu::always_inline]] inline bool nonDigits(const uint8_t* p) {
     using W = WordFor<N>;
@@ -47,6 +45,9 @@ template <int N>
     return (x & ((x << 1) | (x << 2)) & nibbles<W>(8)) != 0;
 }
 
+// Equal-size packed items of the same sign into a destination of that
+// size, in one wide add whose carry out of the top nibble is the word's
+// own overflow (docs/decimal.md, "addition").
 template <int N>
 [[gnu::always_inline]] inline bool addWhole(const uint8_t* a, const uint8_t* b, uint8_t* d, bool evenDigits) {
     using W = WordFor<N>;
