@@ -58,7 +58,7 @@ Divr divr(const Bytes& a, int na, const Bytes& b, int nb, int qd, int rd) {
     return {res, hex(pq.bytes()), hex(pr.bytes())};
 }
 
-// ---- the Part's own cases ----
+// ---- signs, zeros and the quotient's top nibble ----
 
 TEST_F(MulDiv, ZeroProductKeepsTheSignOfUnequalSigns) {  // -5 x 0 is -0
     EXPECT_EQ(op(_zvkcBCD_MPY_Pckd, B({0x5D}), 1, B({0x0C}), 1, 3, 2), "000d");
@@ -157,15 +157,6 @@ TEST_F(MulDiv, NonDigitNibblesGoByThePairTable) {
 
 // ---- work areas ----
 
-// 31 x 31 digits into 62: a digit estimate of 62, within the scratch.
-TEST_F(MulDiv, ThirtyOneByThirtyOneIntoSixtyTwo) {
-    const std::string nines(31, '9');
-    const Bytes a = pk(nines, 31, 0xC), b = pk(nines, 31, 0xD);
-    // (10^31 - 1)^2 = 10^62 - 2 * 10^31 + 1
-    const std::string want = std::string(30, '9') + "8" + std::string(30, '0') + "1";
-    EXPECT_EQ(op(_zvkcBCD_MPY_Pckd, a, 31, b, 31, 62, 32), hex(pk(want, 62, 0xD)));
-}
-
 // Beyond the scratch the product is built in the destination: digits of
 // an earlier product never show through.
 TEST_F(MulDiv, ProductBeyondTheScratchHasNoStaleDigits) {
@@ -209,21 +200,6 @@ std::string zshift(Shift e, const std::string& src, int sn, int dn, int k, int d
     return text(pd.bytes());
 }
 
-TEST_F(MulDiv, ShiftCasesOfThePart) {
-    EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_Left, B({0x12, 0x3C}), 3, 4, 1, 3), "01230c");
-    EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_Left, B({0x12, 0x3C}), 3, 3, 1, 2), "230c");
-    EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_RightRnd, B({0x12, 0x5C}), 3, 3, 1, 2), "013c");
-    EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_RightRnd, B({0x12, 0x4C}), 3, 3, 1, 2), "012c");
-    EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_RightRnd, B({0x12, 0x5D}), 3, 3, 1, 2), "013d");
-    EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_RightRnd, B({0x99, 0x5D}), 3, 2, 1, 2), "000c");  // carry lost, -0 gone
-    EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_RightRnd, B({0x99, 0x5C}), 3, 3, 1, 2), "100c");  // 0x10: room for it
-    EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_RightRnd, B({0x5C}), 1, 1, 1, 1), "1c");  // only the rounding digit
-    EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_RightRnd, B({0x4C}), 1, 1, 1, 1), "0c");
-    EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_RightRnd, B({0x5C}), 1, 1, 2, 1), "0c");
-    EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_RightRnd, B({0x12, 0x3F}), 3, 2, 0, 2), "023c");  // a plain move
-    EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_Left, B({0x12, 0x3D}), 3, 2, 2, 2), "000c");  // nothing survives
-}
-
 TEST_F(MulDiv, ShiftKeepsNegativeZeroOnlyUnderModeBit2) {
     // -100 right 1 into one digit: 10 cut to 0.
     EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_Right, B({0x10, 0x0D}), 3, 1, 1, 1), "0c");
@@ -235,44 +211,6 @@ TEST_F(MulDiv, ShiftKeepsNegativeZeroOnlyUnderModeBit2) {
     EXPECT_EQ(zshift(_zvkcBCD_SHFD_ZndLS_Right, "-100", 3, 1, 1, 2), "-0");
     // The zero rule gives +0 whatever the mode: -5 right by 1.
     EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_Right, B({0x5D}), 1, 1, 1, 1), "0c");
-}
-
-// 0.5 of 99..9: the rounding carry runs through every digit, in every
-// form, with the destination one digit short and one digit wide enough.
-TEST_F(MulDiv, RoundingCarryRipplesThroughEveryDigit) {
-    for (int n = 1; n <= 30; ++n) {
-        const std::string src = std::string(n, '9') + "5";
-        const std::string nines = std::string(n, '9');
-        EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_RightRnd, pk(src, n + 1, 0xD), n + 1, n, 1, n / 2 + 1),
-                  hex(pk("0", n, 0xC))) << n;
-        EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_RightRnd, pk(src, n + 1, 0xD), n + 1, n + 1, 1, (n + 1) / 2 + 1),
-                  hex(pk("1" + std::string(n, '0'), n + 1, 0xD))) << n;
-        // two digits dropped: an even shift, 99..950 -> 100..0
-        EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_RightRnd, pk(src + "0", n + 2, 0xC), n + 2, n + 1, 2, (n + 1) / 2 + 1),
-                  hex(pk("1" + std::string(n, '0'), n + 1, 0xC))) << n;
-        std::string z = src;
-        z.back() = 'u';  // -...5
-        EXPECT_EQ(zshift(_zvkcBCD_SHFD_Znd_RightRnd, z, n + 1, n, 1, n), std::string(n, '0')) << n;
-        EXPECT_EQ(zshift(_zvkcBCD_SHFD_Znd_RightRnd, z, n + 1, n + 1, 1, n + 1), "1" + std::string(n - 1, '0') + "p");
-        EXPECT_EQ(zshift(_zvkcBCD_SHFD_ZndUS_RightRnd, src, n + 1, n + 1, 1, n + 1), "1" + std::string(n, '0'));
-        EXPECT_EQ(zshift(_zvkcBCD_SHFD_ZndTS_RightRnd, src + "-", n + 1, n + 1, 1, n + 2), "1" + std::string(n, '0') + "-");
-        EXPECT_EQ(zshift(_zvkcBCD_SHFD_ZndLS_RightRnd, "+" + src, n + 1, n, 1, n + 1), "+" + std::string(n, '0'));
-        EXPECT_EQ(zshift(_zvkcBCD_SHFD_ZndLO_RightRnd, nines + "5", n + 1, n + 1, 1, n + 1), "1" + std::string(n, '0'));
-    }
-}
-
-TEST_F(MulDiv, ShiftsByZeroToThirtyOneEitherWay) {
-    const std::string digits = "1234567890123456789012345678901";
-    for (int k = 0; k <= 31; ++k) {
-        const std::string left = (digits + std::string(k, '0')).substr(k);  // 31 digits kept
-        EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_Left, pk(digits, 31, 0xD), 31, 31, k, 16),
-                  hex(pk(k == 31 ? "0" : left, 31, k == 31 ? 0xC : 0xD))) << k;
-        const std::string right = k == 31 ? "0" : digits.substr(0, 31 - k);
-        EXPECT_EQ(shift(_zvkcBCD_SHFD_Pckd_Right, pk(digits, 31, 0xC), 31, 31, k, 16), hex(pk(right, 31, 0xC))) << k;
-        EXPECT_EQ(zshift(_zvkcBCD_SHFD_ZndUS_Left, digits, 31, 31, k, 31), left) << k;
-        EXPECT_EQ(zshift(_zvkcBCD_SHFD_ZndUS_Right, digits, 31, 31, k, 31),
-                  std::string(31 - (k == 31 ? 1 : 31 - k), '0') + right) << k;
-    }
 }
 
 // A negative count shifts the other way, without rounding.
