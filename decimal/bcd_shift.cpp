@@ -160,7 +160,6 @@ namespace {
 
 enum class Direction { Left, Right, RightRounded };
 
-inline bool isLetter(uint8_t b) { return b == 0x7B || b == 0x7D || (b >= 0x41 && b <= 0x52); }
 
 // The titles of the dumps, by form.
 constexpr const char* formName(Form f) {
@@ -213,10 +212,7 @@ inline void scale(uint32_t m, const void* src, void* dst, int32_t dd, int32_t sd
                 // as a copy of this form does.
                 const uint8_t first = sn ? s[0] : '0';
                 if (dn > 1) d[dn - 1] = static_cast<uint8_t>(0x30 | (d[dn - 1] & 0x0F));
-                const int z = first & 0xF0;
-                const bool known = isLetter(first) ||
-                                   ((z == 0x30 || z == 0x70 || z == 0xC0 || z == 0xD0 || z == 0xF0) && (first & 0x0F) <= 9);
-                const uint8_t zone = !known ? 0x00 : zonedNegative(first) ? 0x70 : 0x30;
+                const uint8_t zone = leadingZone(first);
                 d[0] = static_cast<uint8_t>(zone | zonedDigit(d[0]));
                 if (!keep && zone == 0x70 && zvkBcdIsZeroZoned(d, dd) && zonedDigit(d[0]) == 0)
                     d[0] = static_cast<uint8_t>(0x30 | zonedDigit(d[0]));

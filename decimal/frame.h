@@ -72,6 +72,18 @@ inline void checkSeparateSign(uint8_t b) {
     if (b != '+' && b != '-') zvkWriteMsg(40, 0);
 }
 
+// The letter form of an overpunched sign: "{", "}", "A" to "R".
+inline bool isLetter(uint8_t b) { return b == 0x7B || b == 0x7D || (b >= 0x41 && b <= 0x52); }
+// The zone that a copy or scaling to leading overpunch gives the first
+// byte, from the source's first byte: 0x70 negative, 0x30 positive, and
+// 0x00 for a byte that is neither a letter nor a digit of a known zone.
+inline uint8_t leadingZone(uint8_t first) {
+    const int z = first & 0xF0;
+    const bool known =
+        isLetter(first) || ((z == 0x30 || z == 0x70 || z == 0xC0 || z == 0xD0 || z == 0xF0) && (first & 0x0F) <= 9);
+    return !known ? 0x00 : zonedNegative(first) ? 0x70 : 0x30;
+}
+
 // ---- the frame ----
 
 // An operand as the dump and the validation see it: its address (for a
