@@ -168,7 +168,7 @@ template <int N>
 // The limbs an item of b bytes takes: four bytes a limb; plain items of
 // up to sixteen bytes (four limbs) go by value.
 inline int limbsFor(int b1, int b2) { return ((b1 > b2 ? b1 : b2) + 3) >> 2; }
-constexpr int kMaxLimbsByValue = 4;
+inline constexpr int kMaxLimbsByValue = 4;
 
 // Packed division of a plain dividend of up to sixteen bytes by a plain
 // nonzero divisor of up to eight, where the dividend's magnitude is above
