@@ -1,11 +1,7 @@
 // Addition, subtraction, increment, decrement and comparison of packed and
-// zoned items, in place on the stored digits.
-//
-// Packed addition adds up to sixteen digits with one binary addition.  The
-// step is computed one bit wider than the word, so that the carry out of
-// the top nibble is never lost, and a word holding a nibble above 9 goes
-// through the byte step instead: whatever the width, the result is the
-// byte step's, for every input.
+// zoned items, in place on the stored digits.  Packed addition takes up to
+// sixteen digits in one binary add, one bit wider than the word; words
+// with a nibble above 9 take the byte step (docs/decimal.md, "addition").
 
 #include <cstring>
 
@@ -18,8 +14,6 @@ using u128 = unsigned __int128;
 
 namespace {
 
-const uint8_t* const T = zvkBcdT;
-const uint8_t* const P = zvkBcdP;
 const uint8_t kZonedZero[1] = {'0'};
 
 inline void skipZeroBytes(const uint8_t*& p, int& b) {
@@ -73,9 +67,6 @@ inline void addChunk(const uint8_t* a, const uint8_t* b, uint8_t* d, unsigned& c
     storeBe<W>(d, static_cast<W>(s + (c >> 2) + (c >> 3)));
 }
 
-// Equal-size packed items of the same sign into a destination of that size
-// (ADD A TO B), in one wide step when every nibble is a digit; then the
-// result is the general path's.  Returns false to leave it to that path.
 // Ten's complement of the stored digits span[0, n) (the last byte holding
 // the sign nibble), with the pair reduction this system has always made:
 // once the complement's carry has ended, a pair of 91 to 99 loses 90.
@@ -87,7 +78,7 @@ void complementPacked(uint8_t* span, int n) {
     else nh = 10 - h, carry = 0;
     span[n - 1] = static_cast<uint8_t>(((nh & 0x0F) << 4) | (span[n - 1] & 0x0F));
     for (int j = n - 2; j >= 0; --j) {
-        int w = 99 - T[span[j]] + static_cast<int>(carry);
+        int w = 99 - pairValue[span[j]] + static_cast<int>(carry);
         if (w > 99) {
             w = 0;
         } else {
@@ -95,7 +86,7 @@ void complementPacked(uint8_t* span, int n) {
             if (w >= 91) w -= 90;
             if (w < 0) w += 100;
         }
-        span[j] = P[w];
+        span[j] = pairByte[w];
     }
 }
 
@@ -119,23 +110,23 @@ extern "C" {
 // ---------------------------------------------------------------- packed
 
 int zvkBcdAddPacked(const void* first, int32_t firstDigits, const void* second, int32_t secondDigits, void* dst,
-                    int32_t dstDigits, int sameSign) {
+                    int32_t dstDigits, bool signsResolved) {
     const uint8_t* p1 = static_cast<const uint8_t*>(first);
     const uint8_t* p2 = static_cast<const uint8_t*>(second);
     uint8_t* d = static_cast<uint8_t*>(dst);
     int b1 = packedBytes(firstDigits), b2 = packedBytes(secondDigits);
     const int db = packedBytes(dstDigits);
     const bool n1 = packedNegative(p1[b1 - 1]), n2 = packedNegative(p2[b2 - 1]);
-    if (b1 == db && b2 == db && db <= 16 && (sameSign || n1 == n2)) {
+    if (b1 == db && b2 == db && db <= 16 && (signsResolved || n1 == n2)) {
         if (addSameShape(p1, p2, d, db, (digitsOf(dstDigits) & 1) == 0)) return 1;
     }
     skipZeroBytes(p1, b1);
     skipZeroBytes(p2, b2);
-    if (!sameSign && n1 != n2) {
+    if (!signsResolved && n1 != n2) {
         const int c1 = significantDigits(p1, b1), c2 = significantDigits(p2, b2);
         if (c2 > c1 || (c1 == c2 && zvkBcdCmpPacked(first, firstDigits, second, secondDigits, 1) < 0))
-            return zvkBcdSubPacked(second, secondDigits, first, firstDigits, dst, dstDigits, 1);
-        return zvkBcdSubPacked(first, firstDigits, second, secondDigits, dst, dstDigits, 1);
+            return zvkBcdSubPacked(second, secondDigits, first, firstDigits, dst, dstDigits, true);
+        return zvkBcdSubPacked(first, firstDigits, second, secondDigits, dst, dstDigits, true);
     }
     const uint8_t sign = n1 ? 0x0D : 0x0C;
     if (b1 > db) p1 += b1 - db, b1 = db;
@@ -168,14 +159,14 @@ int zvkBcdAddPacked(const void* first, int32_t firstDigits, const void* second, 
 }
 
 int zvkBcdSubPacked(const void* first, int32_t firstDigits, const void* second, int32_t secondDigits, void* dst,
-                    int32_t dstDigits, int sameSign) {
+                    int32_t dstDigits, bool signsResolved) {
     const uint8_t* p1 = static_cast<const uint8_t*>(first);
     const uint8_t* p2 = static_cast<const uint8_t*>(second);
     uint8_t* d = static_cast<uint8_t*>(dst);
     int b1 = packedBytes(firstDigits), b2 = packedBytes(secondDigits);
     const int db = packedBytes(dstDigits);
     const bool n1 = packedNegative(p1[b1 - 1]), n2 = packedNegative(p2[b2 - 1]);
-    if (!sameSign && n1 != n2) return zvkBcdAddPacked(first, firstDigits, second, secondDigits, dst, dstDigits, 1);
+    if (!signsResolved && n1 != n2) return zvkBcdAddPacked(first, firstDigits, second, secondDigits, dst, dstDigits, true);
     skipZeroBytes(p1, b1);
     skipZeroBytes(p2, b2);
     bool negative = n1;
@@ -185,16 +176,16 @@ int zvkBcdSubPacked(const void* first, int32_t firstDigits, const void* second, 
     if (db > bl) memset(d, 0, db - bl);
     int borrow = 0, i = 1;
     for (; i <= bs; ++i) {
-        int v = T[L[bl - i]] - T[S[bs - i]] - borrow;
+        int v = pairValue[L[bl - i]] - pairValue[S[bs - i]] - borrow;
         borrow = v < 0;
         while (v < 0) v += 100;
-        if (i <= db) d[db - i] = P[v];
+        if (i <= db) d[db - i] = pairByte[v];
     }
     for (; borrow && i <= bl; ++i) {
-        int v = T[L[bl - i]] - 1;
+        int v = pairValue[L[bl - i]] - 1;
         if (v < 0) v = 99;
         else borrow = 0;
-        if (i <= db) d[db - i] = P[v];
+        if (i <= db) d[db - i] = pairByte[v];
     }
     const int stored = bl < db ? bl : db;
     if (i <= stored) memmove(d + db - stored, L + bl - stored, stored - i + 1);
@@ -207,12 +198,12 @@ int zvkBcdSubPacked(const void* first, int32_t firstDigits, const void* second, 
     return 1;
 }
 
-int zvkBcdIncPacked(void* op, int32_t opDigits, int64_t value, int sameSign) {
+int zvkBcdIncPacked(void* op, int32_t opDigits, int64_t value, bool signsResolved) {
     if (value == 0) return 1;
     uint8_t* p = static_cast<uint8_t*>(op);
     const int b = packedBytes(opDigits);
     const bool negative = packedNegative(p[b - 1]);
-    if (!sameSign && negative != (value < 0)) return zvkBcdDecPacked(op, opDigits, value, 1);
+    if (!signsResolved && negative != (value < 0)) return zvkBcdDecPacked(op, opDigits, value, true);
     uint64_t m = magnitude(value);
     unsigned carry = 0;
     unsigned h = (p[b - 1] & 0xF0) + static_cast<unsigned>(m % 10) * 16;
@@ -220,7 +211,7 @@ int zvkBcdIncPacked(void* op, int32_t opDigits, int64_t value, int sameSign) {
     p[b - 1] = static_cast<uint8_t>((h & 0xF0) | (p[b - 1] & 0x0F));
     m /= 10;
     int i = 2;
-    for (; m && i <= b; ++i, m /= 100) p[b - i] = addByte(p[b - i], P[m % 100], carry);
+    for (; m && i <= b; ++i, m /= 100) p[b - i] = addByte(p[b - i], pairByte[m % 100], carry);
     for (; carry && i <= b; ++i) p[b - i] = addByte(p[b - i], 0, carry);
     if ((digitsOf(opDigits) & 1) == 0) p[0] &= 0x0F;
     p[b - 1] = static_cast<uint8_t>((p[b - 1] & 0xF0) | (negative ? 0x0D : 0x0C));
@@ -229,14 +220,14 @@ int zvkBcdIncPacked(void* op, int32_t opDigits, int64_t value, int sameSign) {
 
 // The units digit's borrow inverts the item's sign for good, even when the
 // next digit absorbs it (15 - 7 is -8): the behaviour of this system.
-int zvkBcdDecPacked(void* op, int32_t opDigits, int64_t value, int sameSign) {
+int zvkBcdDecPacked(void* op, int32_t opDigits, int64_t value, bool signsResolved) {
     if (value == 0) return 1;
     uint8_t* p = static_cast<uint8_t*>(op);
     const int b = packedBytes(opDigits);
     bool negative = packedNegative(p[b - 1]);
     const bool valueNegative = value < 0;
-    if (!sameSign && negative != valueNegative) return zvkBcdIncPacked(op, opDigits, value, 1);
-    const bool reserved = sameSign ? valueNegative : !valueNegative;
+    if (!signsResolved && negative != valueNegative) return zvkBcdIncPacked(op, opDigits, value, true);
+    const bool negativeWhenValueIsLonger = signsResolved ? valueNegative : !valueNegative;
     uint64_t m = magnitude(value);
     int borrow = 0;
     int u = (p[b - 1] >> 4) - static_cast<int>(m % 10);
@@ -245,17 +236,17 @@ int zvkBcdDecPacked(void* op, int32_t opDigits, int64_t value, int sameSign) {
     m /= 10;
     int i = 2;
     for (; m && i <= b; ++i, m /= 100) {
-        int v = T[p[b - i]] - static_cast<int>(m % 100) - borrow;
+        int v = pairValue[p[b - i]] - static_cast<int>(m % 100) - borrow;
         borrow = v < 0;
         while (v < 0) v += 100;
-        p[b - i] = P[v];
+        p[b - i] = pairByte[v];
     }
     if (borrow) {
         for (; borrow && i <= b; ++i) {
-            int v = T[p[b - i]] - 1;
+            int v = pairValue[p[b - i]] - 1;
             if (v < 0) v = 99;
             else borrow = 0;
-            p[b - i] = P[v];
+            p[b - i] = pairByte[v];
         }
         if (borrow) {
             complementPacked(p, b);
@@ -264,7 +255,7 @@ int zvkBcdDecPacked(void* op, int32_t opDigits, int64_t value, int sameSign) {
     }
     if (m) {
         complementPacked(p, b);
-        negative = reserved;
+        negative = negativeWhenValueIsLonger;
     }
     if ((digitsOf(opDigits) & 1) == 0) p[0] &= 0x0F;
     p[b - 1] = static_cast<uint8_t>((p[b - 1] & 0xF0) | (negative ? 0x0D : 0x0C));
@@ -305,7 +296,7 @@ int zvkBcdCmpPacked(const void* op1, int32_t op1Digits, const void* op2, int32_t
 // ---------------------------------------------------------------- zoned
 
 int zvkBcdAddZoned(const void* first, int32_t firstDigits, const void* second, int32_t secondDigits, void* dst,
-                   int32_t dstDigits, int sameSign) {
+                   int32_t dstDigits, bool signsResolved) {
     const uint8_t* p1 = static_cast<const uint8_t*>(first);
     const uint8_t* p2 = static_cast<const uint8_t*>(second);
     uint8_t* d = static_cast<uint8_t*>(dst);
@@ -317,10 +308,10 @@ int zvkBcdAddZoned(const void* first, int32_t firstDigits, const void* second, i
     const bool neg1 = c1 & 0x80, neg2 = c2 & 0x80;
     skipZeroDigits(p1, n1);
     skipZeroDigits(p2, n2);
-    if (!sameSign && neg1 != neg2) {
+    if (!signsResolved && neg1 != neg2) {
         if (n2 > n1 || (n1 == n2 && zvkBcdCmpZoned(first, firstDigits, second, secondDigits, 1) < 0))
-            return zvkBcdSubZoned(second, secondDigits, first, firstDigits, dst, dstDigits, 1);
-        return zvkBcdSubZoned(first, firstDigits, second, secondDigits, dst, dstDigits, 1);
+            return zvkBcdSubZoned(second, secondDigits, first, firstDigits, dst, dstDigits, true);
+        return zvkBcdSubZoned(first, firstDigits, second, secondDigits, dst, dstDigits, true);
     }
     if (dn == 0) return 1;
     if (n1 > dn) p1 += n1 - dn, n1 = dn;
@@ -351,7 +342,7 @@ int zvkBcdAddZoned(const void* first, int32_t firstDigits, const void* second, i
 }
 
 int zvkBcdSubZoned(const void* first, int32_t firstDigits, const void* second, int32_t secondDigits, void* dst,
-                   int32_t dstDigits, int sameSign) {
+                   int32_t dstDigits, bool signsResolved) {
     const uint8_t* p1 = static_cast<const uint8_t*>(first);
     const uint8_t* p2 = static_cast<const uint8_t*>(second);
     uint8_t* d = static_cast<uint8_t*>(dst);
@@ -361,7 +352,7 @@ int zvkBcdSubZoned(const void* first, int32_t firstDigits, const void* second, i
     if (n2 == 0) p2 = kZonedZero, n2 = 1;
     const uint8_t c1 = kZonedDecode[p1[n1 - 1]], c2 = kZonedDecode[p2[n2 - 1]];
     const bool neg1 = c1 & 0x80, neg2 = c2 & 0x80;
-    if (!sameSign && neg1 != neg2) return zvkBcdAddZoned(first, firstDigits, second, secondDigits, dst, dstDigits, 1);
+    if (!signsResolved && neg1 != neg2) return zvkBcdAddZoned(first, firstDigits, second, secondDigits, dst, dstDigits, true);
     if (dn == 0) return 1;
     skipZeroDigits(p1, n1);
     skipZeroDigits(p2, n2);
@@ -394,12 +385,12 @@ int zvkBcdSubZoned(const void* first, int32_t firstDigits, const void* second, i
     return 1;
 }
 
-int zvkBcdIncZoned(void* op, int32_t opDigits, int64_t value, int sameSign) {
+int zvkBcdIncZoned(void* op, int32_t opDigits, int64_t value, bool signsResolved) {
     uint8_t* p = static_cast<uint8_t*>(op);
     const int n = digitsOf(opDigits);
     if (value == 0 || n == 0) return 1;
     const bool negative = zonedNegative(p[n - 1]);
-    if (!sameSign && negative != (value < 0)) return zvkBcdDecZoned(op, opDigits, value, 1);
+    if (!signsResolved && negative != (value < 0)) return zvkBcdDecZoned(op, opDigits, value, true);
     uint64_t m = magnitude(value);
     unsigned carry = 0;
     for (int i = 1; i <= n && (m || carry); ++i, m /= 10) {
@@ -412,14 +403,14 @@ int zvkBcdIncZoned(void* op, int32_t opDigits, int64_t value, int sameSign) {
     return 1;
 }
 
-int zvkBcdDecZoned(void* op, int32_t opDigits, int64_t value, int sameSign) {
+int zvkBcdDecZoned(void* op, int32_t opDigits, int64_t value, bool signsResolved) {
     uint8_t* p = static_cast<uint8_t*>(op);
     const int n = digitsOf(opDigits);
     if (value == 0 || n == 0) return 1;
     bool negative = zonedNegative(p[n - 1]);
     const bool valueNegative = value < 0;
-    if (!sameSign && negative != valueNegative) return zvkBcdIncZoned(op, opDigits, value, 1);
-    const bool reserved = sameSign ? valueNegative : !valueNegative;
+    if (!signsResolved && negative != valueNegative) return zvkBcdIncZoned(op, opDigits, value, true);
+    const bool negativeWhenValueIsLonger = signsResolved ? valueNegative : !valueNegative;
     uint64_t m = magnitude(value);
     int borrow = 0;
     int i = 1;
@@ -436,7 +427,7 @@ int zvkBcdDecZoned(void* op, int32_t opDigits, int64_t value, int sameSign) {
     }
     if (m) {
         complementZoned(p, n);
-        negative = reserved;
+        negative = negativeWhenValueIsLonger;
     }
     p[n - 1] = static_cast<uint8_t>((p[n - 1] & 0x0F) | (negative ? 0x70 : 0x30));
     return 1;

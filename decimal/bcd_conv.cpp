@@ -1,11 +1,9 @@
-// Copies, the conversion matrix among packed and the five zoned sign
-// forms, and conversions to and from binary integers.  All truncate on the
-// left silently and pad with zeros.  The 36 cells of the matrix are one
-// template; what differs from cell to cell is decided at compile time.
+// Copies and the conversion matrix among packed and the five zoned sign
+// forms.  All truncate on the left silently and pad with zeros.  The 36
+// cells of the matrix are one template; what differs from cell to cell is
+// decided at compile time.
 
 #include <cstring>
-
-#include <type_traits>
 
 #include "kvr2/decimal.h"
 #include "decimal/frame.h"
@@ -16,7 +14,6 @@ using namespace bcd;
 namespace {
 
 inline bool keepNegZero(uint32_t m) { return m & kBcdKeepNegZero; }
-inline bool isLetter(uint8_t b) { return b == 0x7B || b == 0x7D || (b >= 0x41 && b <= 0x52); }
 inline uint8_t clean(uint8_t b) { return static_cast<uint8_t>(0x30 | (b & 0x0F)); }
 inline int idx(Form f) { return static_cast<int>(f); }
 
@@ -37,36 +34,63 @@ constexpr const char* kTitles[6][6] = {
      "zonedus to zonedls...", "zonedus to zonedus..."},
 };
 
+// The lenient cell, unsigned to packed: a leading "+", "-" or blank, then
+// a trailing "+" or "-", are passed over; their sign is not used.
+inline void skipStraySigns(const uint8_t*& digits, int& n) {
+    if (n > 0 && (digits[0] == '+' || digits[0] == '-' || digits[0] == ' ')) ++digits, --n;
+    if (n > 0 && (digits[n - 1] == '+' || digits[n - 1] == '-')) --n;
+}
+
+// The conversions' validation: a packed source is checked as an operand
+// of arithmetic; a separate sign always; zoned digits with
+// kBcdValidateMoves.
 template <Form S, Form D>
-void* convert(const void* src, void* dst, int32_t dd, int32_t sd) {
-    const uint32_t m = mode();
+void validateConversion(uint32_t m, const void* src, int32_t sd) {
+    const uint8_t* s = static_cast<const uint8_t*>(src);
+    int sn = digitsOf(sd);
+    const uint8_t* sdig = S == Form::ZonedLeadingSeparate ? s + 1 : s;
+    if constexpr (S == Form::Packed) {
+        if (!(m & kBcdNoValidate)) reportMove(zvkBcdCheckPacked(src, sd, 0));
+        return;
+    }
+    if constexpr (separate(S) && D != Form::ZonedUnsigned)
+        checkSeparateSign(S == Form::ZonedTrailingSeparate ? s[sn] : s[0]);
+    if constexpr (S == Form::ZonedUnsigned && D == Form::Packed) skipStraySigns(sdig, sn);
+    if (m & kBcdValidateMoves) {
+        const int bad = zvkBcdCheckZoned(sdig, sn, 0);
+        if (S == Form::ZonedUnsigned && D == Form::Packed && bad) {
+            fprintf(stderr, "Invalid zoned data %d 0x", sd);
+            for (int i = 0; i < digitsOf(sd); ++i) fprintf(stderr, "%2.2x", s[i]);
+            fputc('\n', stderr);
+        }
+        reportMove(bad);
+    }
+}
+
+// One cell of the matrix, after validation.
+template <Form S, Form D>
+inline void convertCell(uint32_t m, const void* src, void* dst, int32_t dd, int32_t sd) {
     const uint8_t* s = static_cast<const uint8_t*>(src);
     uint8_t* d = static_cast<uint8_t*>(dst);
     int sn = digitsOf(sd);
     const int dn = digitsOf(dd);
-    const bool debug = m & kBcdDebug;
-    if (debug) [[unlikely]] {
-        dumpTitle(kTitles[idx(S)][idx(D)]);
-        dumpItem("in:  %p %d ", src, sd, storedBytes(S, sd));
-    }
-    const uint8_t* sdig = S == Form::LS ? s + 1 : s;
-    uint8_t* ddig = D == Form::LS ? d + 1 : d;
+    const uint8_t* sdig = S == Form::ZonedLeadingSeparate ? s + 1 : s;
+    uint8_t* ddig = D == Form::ZonedLeadingSeparate ? d + 1 : d;
 
-    if constexpr (S == Form::Pckd) {
+    if constexpr (S == Form::Packed) {
         // ---- packed to zoned ----
-        if (!(m & kBcdNoValidate)) reportMove(zvkBcdCheckPacked(src, sd, 0));
         const bool srcZero = zvkBcdIsZeroPacked(src, sd);
         zvkBcdPackedToZoned(src, sd, ddig, dd);
         if (dn) {
             const bool lastNeg = (ddig[dn - 1] & 0xF0) == 0x70;
-            if constexpr (D == Form::TO) {
+            if constexpr (D == Form::ZonedTrailingOverpunch) {
                 if (lastNeg && srcZero && !keepNegZero(m)) ddig[dn - 1] = clean(ddig[dn - 1]);
                 if (m & kBcdEbcdic) ddig[dn - 1] = zonedLetter(ddig[dn - 1] & 0x0F, (ddig[dn - 1] & 0xF0) == 0x70);
             } else if constexpr (separate(D)) {
                 const bool minus = lastNeg && !(srcZero && !keepNegZero(m));
                 ddig[dn - 1] = clean(ddig[dn - 1]);
-                (D == Form::TS ? ddig[dn] : d[0]) = minus ? '-' : '+';
-            } else if constexpr (D == Form::LO) {
+                (D == Form::ZonedTrailingSeparate ? ddig[dn] : d[0]) = minus ? '-' : '+';
+            } else if constexpr (D == Form::ZonedLeadingOverpunch) {
                 if (lastNeg && dn > 1) ddig[0] = static_cast<uint8_t>(0x70 | (ddig[0] & 0x0F));
                 if (srcZero && !keepNegZero(m)) ddig[0] = clean(ddig[0]);
                 if (dn > 1) ddig[dn - 1] = clean(ddig[dn - 1]);
@@ -75,35 +99,20 @@ void* convert(const void* src, void* dst, int32_t dd, int32_t sd) {
                 ddig[dn - 1] = clean(ddig[dn - 1]);
             }
         }
-    } else if constexpr (D == Form::Pckd) {
+    } else if constexpr (D == Form::Packed) {
         // ---- zoned to packed ----
-        if constexpr (separate(S)) checkSeparateSign(S == Form::TS ? s[sn] : s[0]);
-        if constexpr (S == Form::US) {
-            // The lenient cell: a leading "+", "-" or blank, then a trailing
-            // "+" or "-", are passed over; their sign is not used.
-            if (sn > 0 && (sdig[0] == '+' || sdig[0] == '-' || sdig[0] == ' ')) ++sdig, --sn;
-            if (sn > 0 && (sdig[sn - 1] == '+' || sdig[sn - 1] == '-')) --sn;
-        }
-        if (m & kBcdValidateMoves) {
-            const int bad = zvkBcdCheckZoned(sdig, sn, 0);
-            if (S == Form::US && bad) {
-                fprintf(stderr, "Invalid zoned data %d 0x", sd);
-                for (int i = 0; i < digitsOf(sd); ++i) fprintf(stderr, "%2.2x", s[i]);
-                fputc('\n', stderr);
-            }
-            reportMove(bad);
-        }
+        if constexpr (S == Form::ZonedUnsigned) skipStraySigns(sdig, sn);
         bool negative = false;
-        if constexpr (S == Form::TO) negative = sn && zonedNegative(sdig[sn - 1]);
-        if constexpr (S == Form::LO) negative = sn && zonedNegative(sdig[0]);
-        if constexpr (S == Form::TS) negative = s[sn] == '-';
-        if constexpr (S == Form::LS) negative = s[0] == '-';
+        if constexpr (S == Form::ZonedTrailingOverpunch) negative = sn && zonedNegative(sdig[sn - 1]);
+        if constexpr (S == Form::ZonedLeadingOverpunch) negative = sn && zonedNegative(sdig[0]);
+        if constexpr (S == Form::ZonedTrailingSeparate) negative = s[sn] == '-';
+        if constexpr (S == Form::ZonedLeadingSeparate) negative = s[0] == '-';
         zvkBcdZonedToPacked(sdig, sn, d, dd);
         const int db = packedBytes(dd);
         uint8_t& last = d[db - 1];
-        if constexpr (S == Form::TO) {
+        if constexpr (S == Form::ZonedTrailingOverpunch) {
             if (negative && !keepNegZero(m) && zvkBcdIsZeroPacked(d, dd)) last = (last & 0xF0) | 0x0C;
-        } else if constexpr (S == Form::US) {
+        } else if constexpr (S == Form::ZonedUnsigned) {
             last = (last & 0xF0) | 0x0C;
         } else {
             const bool minus = negative && (keepNegZero(m) || !zvkBcdIsZeroPacked(d, dd));
@@ -111,57 +120,55 @@ void* convert(const void* src, void* dst, int32_t dd, int32_t sd) {
         }
     } else {
         // ---- zoned to zoned ----
-        if constexpr (separate(S) && D != Form::US) checkSeparateSign(S == Form::TS ? s[sn] : s[0]);
-        if (m & kBcdValidateMoves) reportMove(zvkBcdCheckZoned(sdig, sn, 0));
         // What the source says, read before the destination is written.
         bool negative = false;
         uint8_t carrier = 0;  // the source's sign-carrying byte
-        if constexpr (S == Form::TO) carrier = sn ? sdig[sn - 1] : '0', negative = zonedNegative(carrier);
-        if constexpr (S == Form::LO) carrier = sn ? sdig[0] : '0', negative = zonedNegative(carrier);
-        if constexpr (S == Form::TS) carrier = s[sn], negative = carrier == '-';
-        if constexpr (S == Form::LS) carrier = s[0], negative = carrier == '-';
+        if constexpr (S == Form::ZonedTrailingOverpunch) carrier = sn ? sdig[sn - 1] : '0', negative = zonedNegative(carrier);
+        if constexpr (S == Form::ZonedLeadingOverpunch) carrier = sn ? sdig[0] : '0', negative = zonedNegative(carrier);
+        if constexpr (S == Form::ZonedTrailingSeparate) carrier = s[sn], negative = carrier == '-';
+        if constexpr (S == Form::ZonedLeadingSeparate) carrier = s[0], negative = carrier == '-';
         const uint8_t sourceFirst = sn ? sdig[0] : '0';
         const uint8_t sourceLast = sn ? sdig[sn - 1] : '0';
         if (dn == 0) {
-            if constexpr (separate(D)) (D == Form::TS ? d[0] : d[0]) = negative ? '-' : '+';
+            if constexpr (separate(D)) (D == Form::ZonedTrailingSeparate ? d[0] : d[0]) = negative ? '-' : '+';
         } else {
             zvkBcdMoveZoned(sdig, sn, ddig, dn);
-            if (S == Form::LO && sn <= dn && sn > 0) ddig[dn - sn] = clean(zonedDigit(sourceFirst));
+            if (S == Form::ZonedLeadingOverpunch && sn <= dn && sn > 0) ddig[dn - sn] = clean(zonedDigit(sourceFirst));
             const uint8_t zone = negative ? 0x70 : 0x30;
-            if constexpr (D == Form::TO) {
+            if constexpr (D == Form::ZonedTrailingOverpunch) {
                 ddig[dn - 1] = static_cast<uint8_t>(zone | (ddig[dn - 1] & 0x0F));
-            } else if constexpr (D == Form::LO) {
+            } else if constexpr (D == Form::ZonedLeadingOverpunch) {
                 ddig[dn - 1] = clean(ddig[dn - 1]);
                 ddig[0] = static_cast<uint8_t>(zone | zonedDigit(ddig[0]));
             } else if constexpr (separate(D)) {
                 ddig[dn - 1] = clean(ddig[dn - 1]);
-                (D == Form::TS ? ddig[dn] : d[0]) = negative ? '-' : '+';
+                (D == Form::ZonedTrailingSeparate ? ddig[dn] : d[0]) = negative ? '-' : '+';
             }
-            if (negative && !keepNegZero(m) && D != Form::US && zvkBcdIsZeroZoned(ddig, dn)) {
-                if constexpr (D == Form::TO) ddig[dn - 1] = clean(ddig[dn - 1]);
-                if constexpr (D == Form::LO) ddig[0] = clean(ddig[0]);
-                if constexpr (D == Form::TS) ddig[dn] = '+';
-                if constexpr (D == Form::LS) d[0] = '+';
+            if (negative && !keepNegZero(m) && D != Form::ZonedUnsigned && zvkBcdIsZeroZoned(ddig, dn)) {
+                if constexpr (D == Form::ZonedTrailingOverpunch) ddig[dn - 1] = clean(ddig[dn - 1]);
+                if constexpr (D == Form::ZonedLeadingOverpunch) ddig[0] = clean(ddig[0]);
+                if constexpr (D == Form::ZonedTrailingSeparate) ddig[dn] = '+';
+                if constexpr (D == Form::ZonedLeadingSeparate) d[0] = '+';
             }
-            if constexpr (S == Form::US || D == Form::US) {
-                if (S == Form::US && D == Form::US && (m & kBcdRawUnsigned)) {
+            if constexpr (S == Form::ZonedUnsigned || D == Form::ZonedUnsigned) {
+                if (S == Form::ZonedUnsigned && D == Form::ZonedUnsigned && (m & kBcdRawUnsigned)) {
                     ddig[dn - 1] = sourceLast;
                 } else if (m & kBcdCleanUnsigned) {
                     // From the first byte: in a leading-separate destination
                     // that is the sign byte, so the last digit stays as it is.
                     zvkBcdCleanZoned(d, dn);
-                    if constexpr (D == Form::LS) d[0] = '+';
+                    if constexpr (D == Form::ZonedLeadingSeparate) d[0] = '+';
                 } else {
                     ddig[dn - 1] = clean(zonedDigit(ddig[dn - 1]));
-                    if constexpr (S == Form::US && D == Form::LO) ddig[0] = clean(zonedDigit(ddig[0]));
+                    if constexpr (S == Form::ZonedUnsigned && D == Form::ZonedLeadingOverpunch) ddig[0] = clean(zonedDigit(ddig[0]));
                 }
             }
-            if constexpr (D == Form::TO || D == Form::LO) {
+            if constexpr (D == Form::ZonedTrailingOverpunch || D == Form::ZonedLeadingOverpunch) {
                 if (m & kBcdEbcdic) {
-                    uint8_t& sb = D == Form::TO ? ddig[dn - 1] : ddig[0];
+                    uint8_t& sb = D == Form::ZonedTrailingOverpunch ? ddig[dn - 1] : ddig[0];
                     if constexpr (separate(S))
                         sb = zonedLetter(zonedDigit(sb), carrier == '-');
-                    else if (S != Form::US && isLetter(carrier))
+                    else if (S != Form::ZonedUnsigned && isLetter(carrier))
                         sb = carrier;
                     else
                         sb = zonedLetter(zonedDigit(sb), zonedNegative(sb));
@@ -169,170 +176,80 @@ void* convert(const void* src, void* dst, int32_t dd, int32_t sd) {
             }
         }
     }
-    if (debug) [[unlikely]]
-        dumpItem("out: %p %d ", dst, dd, storedBytes(D, dd));
-    return dst;
+}
+
+template <Form S, Form D>
+void* convert(const void* src, void* dst, int32_t dd, int32_t sd) {
+    return entryFrame(
+        true,
+        [&] {
+            dumpTitle(kTitles[idx(S)][idx(D)]);
+            dumpItem("in:  %p %d ", src, sd, storedBytes(S, sd));
+        },
+        [&](uint32_t m) { validateConversion<S, D>(m, src, sd); },
+        [&](uint32_t m) {
+            convertCell<S, D>(m, src, dst, dd, sd);
+            return dst;
+        },
+        [&](void*) { dumpItem("out: %p %d ", dst, dd, storedBytes(D, dd)); });
 }
 
 // ---- copies ----
 
 template <Form F>
-void* copy(const char* title, const void* src, void* dst, int32_t dd, int32_t sd) {
-    const uint32_t m = mode();
+inline void copyItem(uint32_t m, const void* src, void* dst, int32_t dd, int32_t sd) {
     const uint8_t* s = static_cast<const uint8_t*>(src);
     uint8_t* d = static_cast<uint8_t*>(dst);
     const int sn = digitsOf(sd), dn = digitsOf(dd);
-    const bool debug = m & kBcdDebug;
-    constexpr int kind = F == Form::Pckd ? 0 : 1;
-    if (debug) [[unlikely]] {
-        dumpTitle(title);
-        dumpItem("op1: %p %d ", src, sd, kind ? sn : packedBytes(sd));
-    }
-    const uint8_t* sdig = F == Form::LS ? s + 1 : s;
-    uint8_t* ddig = F == Form::LS ? d + 1 : d;
-    if (m & kBcdValidateMoves) {
-        if constexpr (separate(F)) checkSeparateSign(F == Form::TS ? s[sn] : s[0]);
-        reportMove(F == Form::Pckd ? zvkBcdCheckPacked(src, sd, 1) : zvkBcdCheckZoned(sdig, sd, 1));
-    }
-    if constexpr (F == Form::Pckd) {
+    const uint8_t* sdig = F == Form::ZonedLeadingSeparate ? s + 1 : s;
+    uint8_t* ddig = F == Form::ZonedLeadingSeparate ? d + 1 : d;
+    if constexpr (F == Form::Packed) {
         zvkBcdMovePacked(src, sd, dst, dd);
         const int db = packedBytes(dd);
         if (!keepNegZero(m) && packedNegative(d[db - 1]) && zvkBcdIsZeroPacked(dst, dd)) d[db - 1] = 0x0C;
     } else if (dn) {
         const uint8_t first = sn ? sdig[0] : '0';
-        const uint8_t sign = F == Form::TS ? s[sn] : s[0];
+        const uint8_t sign = F == Form::ZonedTrailingSeparate ? s[sn] : s[0];
         zvkBcdMoveZoned(sdig, sd, ddig, dd);
-        if constexpr (F == Form::TO) {
+        if constexpr (F == Form::ZonedTrailingOverpunch) {
             if (!keepNegZero(m) && zonedNegative(d[dn - 1]) && zvkBcdIsZeroZoned(dst, dd)) d[dn - 1] = clean(d[dn - 1]);
-        } else if constexpr (F == Form::LO) {
+        } else if constexpr (F == Form::ZonedLeadingOverpunch) {
             // With one digit the first byte is the last: the sign wins.
             if (dn > 1) d[dn - 1] = clean(d[dn - 1]);
-            const uint8_t code = kZonedDecode[first];
-            const bool known = isLetter(first) || (((first & 0xF0) == 0x30 || (first & 0xF0) == 0x70 ||
-                                                    (first & 0xF0) == 0xC0 || (first & 0xF0) == 0xD0 ||
-                                                    (first & 0xF0) == 0xF0) && (first & 0x0F) <= 9);
-            const uint8_t zone = !known ? 0x00 : (code & 0x80) ? 0x70 : 0x30;
+            const uint8_t zone = leadingZone(first);
             d[0] = static_cast<uint8_t>(zone | zonedDigit(d[0]));
             if (!keepNegZero(m) && zone == 0x70 && zonedDigit(d[0]) == 0 &&
                 (dn == 1 || zvkBcdIsZeroZoned(d + 1, dn - 1)))
                 d[0] = clean(d[0]);
-        } else if constexpr (F == Form::US) {
+        } else if constexpr (F == Form::ZonedUnsigned) {
             d[dn - 1] = clean(d[dn - 1]);
         } else {
             ddig[dn - 1] = clean(ddig[dn - 1]);
-            uint8_t& out = F == Form::TS ? d[dn] : d[0];
+            uint8_t& out = F == Form::ZonedTrailingSeparate ? d[dn] : d[0];
             out = sign;
             if (!keepNegZero(m) && sign == '-' && zvkBcdIsZeroZoned(ddig, dd)) out = '+';
         }
     } else if constexpr (separate(F)) {
-        d[0] = F == Form::TS ? s[sn] : s[0];
+        d[0] = F == Form::ZonedTrailingSeparate ? s[sn] : s[0];
     }
-    if (debug) [[unlikely]]
-        dumpItem("res: %p %d ", dst, dd, kind ? dn : packedBytes(dd));
-    return dst;
 }
 
-// ---- binary integers ----
-
-// Packed to binary: base 100 over the pairs, no overflow test.
-uint64_t packedValue(const uint8_t* p, int32_t digits) {
-    int b = packedBytes(digits);
-    bool skipped = false;
-    while (b > 1 && *p == 0) ++p, --b, skipped = true;
-    const bool maskFirst = !skipped && (digitsOf(digits) & 1) == 0;
-    uint64_t v = 0;
-    for (int i = 0; i < b - 1; ++i) v = v * 100 + zvkBcdT[i == 0 && maskFirst ? p[0] & 0x0F : p[i]];
-    const int units = (b == 1 && maskFirst) ? 0 : p[b - 1] >> 4;
-    return v * 10 + static_cast<uint64_t>(units);
-}
-
-uint64_t zonedValue(const uint8_t* p, int32_t digits) {
-    int n = digitsOf(digits);
-    while (n > 1 && (*p & 0x0F) == 0) ++p, --n;
-    uint64_t v = 0;
-    for (int i = 0; i < n; ++i) v = v * 10 + (p[i] & 0x0F);
-    return v;
-}
-
-template <class R>
-struct IntFormat;
-template <> struct IntFormat<int8_t> { static constexpr const char* f = "%hhd\n"; };
-template <> struct IntFormat<uint8_t> { static constexpr const char* f = "%hhu\n"; };
-template <> struct IntFormat<int16_t> { static constexpr const char* f = "%hd\n"; };
-template <> struct IntFormat<uint16_t> { static constexpr const char* f = "%hu\n"; };
-template <> struct IntFormat<int32_t> { static constexpr const char* f = "%d\n"; };
-template <> struct IntFormat<uint32_t> { static constexpr const char* f = "%u\n"; };
-template <> struct IntFormat<int64_t> { static constexpr const char* f = "%lld\n"; };
-template <> struct IntFormat<uint64_t> { static constexpr const char* f = "%llu\n"; };
-
-template <class R>
-void dumpInt(const char* label, R v) {
-    fputs(label, stderr);
-    if constexpr (sizeof(R) == 8)
-        fprintf(stderr, IntFormat<R>::f, static_cast<std::conditional_t<std::is_signed_v<R>, long long, unsigned long long>>(v));
-    else
-        fprintf(stderr, IntFormat<R>::f, v);
-}
-
-template <Form F, class R>
-R toBinary(const char* title, const void* src, int32_t sd) {
-    const uint32_t m = mode();
-    const uint8_t* s = static_cast<const uint8_t*>(src);
-    if (m & kBcdDebug) [[unlikely]] {
-        dumpTitle(title);
-        dumpItem("in:  %p %d ", src, sd, storedBytes(F, sd));
-    }
-    if (!(m & kBcdNoValidate))
-        reportMove(F == Form::Pckd ? zvkBcdCheckPacked(src, sd, 0) : zvkBcdCheckZoned(src, sd, 0));
-    uint64_t v;
-    bool negative;
-    if constexpr (F == Form::Pckd) {
-        v = packedValue(s, sd);
-        negative = packedNegative(s[packedBytes(sd) - 1]);
-    } else {
-        const int n = digitsOf(sd);
-        v = n ? zonedValue(s, sd) : 0;
-        negative = n && zonedNegative(s[n - 1]);
-    }
-    if (std::is_signed_v<R> && negative && v) v = 0 - v;
-    const R r = static_cast<R>(v);
-    if (m & kBcdDebug) [[unlikely]]
-        dumpInt("out: ", r);
-    return r;
-}
-
-template <Form F, class V>
-void* fromBinary(const char* title, V value, void* dst, int32_t dd) {
-    const uint32_t m = mode();
-    uint8_t* d = static_cast<uint8_t*>(dst);
-    if (m & kBcdDebug) [[unlikely]] {
-        dumpTitle(title);
-        dumpInt("in:  ", value);
-    }
-    const bool negative = value < 0;
-    uint64_t mag = negative ? 0 - static_cast<uint64_t>(static_cast<int64_t>(value)) : static_cast<uint64_t>(value);
-    // Digits beyond the destination are dropped; a negative value that
-    // leaves only zeros loses its sign unless negative zero is kept.
-    if constexpr (F == Form::Pckd) {
-        const int db = packedBytes(dd);
-        memset(d, 0, db);
-        const unsigned units = static_cast<unsigned>(mag % 10);
-        mag /= 10;
-        for (int i = db - 2; i >= 0 && mag; --i, mag /= 100) d[i] = zvkBcdP[mag % 100];
-        if ((digitsOf(dd) & 1) == 0) d[0] &= 0x0F;
-        const bool zero = units == 0 && allZero(d, db - 1);
-        const bool minus = negative && !(zero && !keepNegZero(m));
-        d[db - 1] = static_cast<uint8_t>((units << 4) | (minus ? 0x0D : 0x0C));
-    } else {
-        const int dn = digitsOf(dd);
-        memset(d, '0', dn);
-        for (int i = dn - 1; i >= 0 && mag; --i, mag /= 10) d[i] = static_cast<uint8_t>('0' + mag % 10);
-        const bool zero = lowNibblesZero(d, dn);
-        if (dn && negative && !(zero && !keepNegZero(m))) d[dn - 1] = static_cast<uint8_t>(0x70 | (d[dn - 1] & 0x0F));
-    }
-    if (m & kBcdDebug) [[unlikely]]
-        dumpItem("out: %p %d ", dst, dd, storedBytes(F, dd));
-    return dst;
+// The dump shows the digits of a zoned item, without a separate sign.
+template <Form F>
+void* copy(const char* title, const void* src, void* dst, int32_t dd, int32_t sd) {
+    auto shown = [](int32_t n) { return F == Form::Packed ? packedBytes(n) : digitsOf(n); };
+    return entryFrame(
+        true,
+        [&] {
+            dumpTitle(title);
+            dumpItem("op1: %p %d ", src, sd, shown(sd));
+        },
+        [&](uint32_t m) { validate<F, Family::Move>(m, Operand{src, sd}); },
+        [&](uint32_t m) {
+            copyItem<F>(m, src, dst, dd, sd);
+            return dst;
+        },
+        [&](void*) { dumpItem("res: %p %d ", dst, dd, shown(dd)); });
 }
 
 }  // namespace
@@ -341,100 +258,129 @@ extern "C" {
 
 // ---- copies ----
 KVR2_API void* _zvkcBCD_Cpy_Pckd(const void* s, void* d, int32_t dd, int32_t sd) {
-    return copy<Form::Pckd>("Copy packed ...", s, d, dd, sd);
+    return copy<Form::Packed>("Copy packed ...", s, d, dd, sd);
 }
 KVR2_API void* _zvkcBCD_Cpy_Znd(const void* s, void* d, int32_t dd, int32_t sd) {
-    return copy<Form::TO>("Copy zoned ...", s, d, dd, sd);
+    return copy<Form::ZonedTrailingOverpunch>("Copy zoned ...", s, d, dd, sd);
 }
 KVR2_API void* _zvkcBCD_Cpy_ZndLO(const void* s, void* d, int32_t dd, int32_t sd) {
-    return copy<Form::LO>("Copy zoned lo...", s, d, dd, sd);
+    return copy<Form::ZonedLeadingOverpunch>("Copy zoned lo...", s, d, dd, sd);
 }
 KVR2_API void* _zvkcBCD_Cpy_ZndUS(const void* s, void* d, int32_t dd, int32_t sd) {
-    return copy<Form::US>("Copy zoned us...", s, d, dd, sd);
+    return copy<Form::ZonedUnsigned>("Copy zoned us...", s, d, dd, sd);
 }
 KVR2_API void* _zvkcBCD_Cpy_ZndLS(const void* s, void* d, int32_t dd, int32_t sd) {
-    return copy<Form::LS>("Copy zoned ls...", s, d, dd, sd);
+    return copy<Form::ZonedLeadingSeparate>("Copy zoned ls...", s, d, dd, sd);
 }
 KVR2_API void* _zvkcBCD_Cpy_ZndTS(const void* s, void* d, int32_t dd, int32_t sd) {
-    return copy<Form::TS>("Copy zoned ts...", s, d, dd, sd);
+    return copy<Form::ZonedTrailingSeparate>("Copy zoned ts...", s, d, dd, sd);
 }
 
 // ---- the matrix ----
-#define KVR2_CONV(from, to)                                                                         \
-    KVR2_API void* _zvkcBCD_CONV_##from##_To_##to(const void* s, void* d, int32_t dd, int32_t sd) { \
-        return convert<F_##from, F_##to>(s, d, dd, sd);                                             \
-    }
-#define F_Pckd Form::Pckd
-#define F_ZndTO Form::TO
-#define F_ZndTS Form::TS
-#define F_ZndLO Form::LO
-#define F_ZndLS Form::LS
-#define F_ZndUS Form::US
-#define KVR2_CONV_FROM(from)                                                                           \
-    KVR2_CONV(from, ZndTO) KVR2_CONV(from, ZndTS) KVR2_CONV(from, ZndLO) KVR2_CONV(from, ZndLS) \
-        KVR2_CONV(from, ZndUS)
-KVR2_CONV_FROM(Pckd)
-KVR2_CONV_FROM(ZndTO)
-KVR2_CONV_FROM(ZndTS)
-KVR2_CONV_FROM(ZndLO)
-KVR2_CONV_FROM(ZndLS)
-KVR2_CONV_FROM(ZndUS)
-KVR2_CONV(ZndTO, Pckd)
-KVR2_CONV(ZndTS, Pckd)
-KVR2_CONV(ZndLO, Pckd)
-KVR2_CONV(ZndLS, Pckd)
-KVR2_CONV(ZndUS, Pckd)
-
-// ---- binary integers ----
-#define KVR2_TOBIN(name, F, R, title) \
-    KVR2_API R _zvkcBCD_CONV_##name(const void* s, int32_t sd) { return toBinary<Form::F, R>(title, s, sd); }
-KVR2_TOBIN(Pckd_To_Int1, Pckd, int8_t, "packed to int8...")
-KVR2_TOBIN(Pckd_To_Uns1, Pckd, uint8_t, "packed to uint8...")
-KVR2_TOBIN(Pckd_To_Int2, Pckd, int16_t, "packed to int16...")
-KVR2_TOBIN(Pckd_To_Uns2, Pckd, uint16_t, "packed to uint16...")
-KVR2_TOBIN(Pckd_To_Int4, Pckd, int32_t, "packed to int32...")
-KVR2_TOBIN(Pckd_To_Uns4, Pckd, uint32_t, "packed to uint32...")
-KVR2_TOBIN(Pckd_To_Int8, Pckd, int64_t, "packed to int64...")
-KVR2_TOBIN(Pckd_To_Uns8, Pckd, uint64_t, "packed to uint64...")
-KVR2_TOBIN(Znd_To_Int4, TO, int32_t, "zoned to int32...")
-KVR2_TOBIN(Znd_To_UInt4, TO, uint32_t, "zoned to uint32...")
-KVR2_TOBIN(Znd_To_Int8, TO, int64_t, "zoned to int64...")
-KVR2_TOBIN(Znd_To_UInt8, TO, uint64_t, "zoned to uint64...")
-
-#define KVR2_FROMBIN(name, F, V, title) \
-    KVR2_API void* _zvkcBCD_CONV_##name(V v, void* d, int32_t dd) { return fromBinary<Form::F, V>(title, v, d, dd); }
-KVR2_FROMBIN(Int1_To_Pckd, Pckd, int8_t, "int8 to packed...")
-KVR2_FROMBIN(Uns1_To_Pckd, Pckd, uint8_t, "uint8 to packed...")
-KVR2_FROMBIN(Int2_To_Pckd, Pckd, int16_t, "int16 to packed...")
-KVR2_FROMBIN(Uns2_To_Pckd, Pckd, uint16_t, "uint16 to packed...")
-KVR2_FROMBIN(Int4_To_Pckd, Pckd, int32_t, "int32 to packed...")
-KVR2_FROMBIN(Uns4_To_Pckd, Pckd, uint32_t, "uint32 to packed...")
-KVR2_FROMBIN(Int8_To_Pckd, Pckd, int64_t, "int64 to packed...")
-KVR2_FROMBIN(Uns8_To_Pckd, Pckd, uint64_t, "uint64 to packed...")
-KVR2_FROMBIN(Int4_To_Znd, TO, int32_t, "int32 to zoned...")
-KVR2_FROMBIN(UInt4_To_Znd, TO, uint32_t, "uint32 to zoned...")
-KVR2_FROMBIN(Int8_To_Znd, TO, int64_t, "int64 to zoned...")
-KVR2_FROMBIN(UInt8_To_Znd, TO, uint64_t, "uint64 to zoned...")
-
-// No frame: no mode word, no dump, no validation.
-KVR2_API uint64_t _zvkcBCD_CONV_Pckd_To_Len8(const void* src, int32_t srcDigits, int32_t fractionDigits) {
-    const uint8_t* p = static_cast<const uint8_t*>(src);
-    const int n = digitsOf(srcDigits);
-    if (n == 0) return 0;
-    const int b = packedBytes(srcDigits);
-    if (packedNegative(p[b - 1])) return 0;
-    if (fractionDigits <= 0) return packedValue(p, srcDigits);
-    // Digit k of the item (0 is the leftmost of the n) is nibble 2b-1-n+k.
-    auto digit = [&](int k) {
-        const int nib = 2 * b - 1 - n + k;
-        return (nib & 1) ? (p[nib >> 1] & 0x0F) : (p[nib >> 1] >> 4);
-    };
-    const int whole = n > fractionDigits ? n - fractionDigits : 0;
-    uint64_t v = 0;
-    for (int k = 0; k < whole; ++k) v = v * 10 + static_cast<uint64_t>(digit(k));
-    for (int k = whole; k < n; ++k)
-        if (digit(k)) return v + 1;
-    return v;
+KVR2_API void* _zvkcBCD_CONV_Pckd_To_ZndTO(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::Packed, Form::ZonedTrailingOverpunch>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_Pckd_To_ZndTS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::Packed, Form::ZonedTrailingSeparate>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_Pckd_To_ZndLO(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::Packed, Form::ZonedLeadingOverpunch>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_Pckd_To_ZndLS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::Packed, Form::ZonedLeadingSeparate>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_Pckd_To_ZndUS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::Packed, Form::ZonedUnsigned>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndTO_To_ZndTO(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedTrailingOverpunch, Form::ZonedTrailingOverpunch>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndTO_To_ZndTS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedTrailingOverpunch, Form::ZonedTrailingSeparate>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndTO_To_ZndLO(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedTrailingOverpunch, Form::ZonedLeadingOverpunch>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndTO_To_ZndLS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedTrailingOverpunch, Form::ZonedLeadingSeparate>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndTO_To_ZndUS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedTrailingOverpunch, Form::ZonedUnsigned>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndTS_To_ZndTO(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedTrailingSeparate, Form::ZonedTrailingOverpunch>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndTS_To_ZndTS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedTrailingSeparate, Form::ZonedTrailingSeparate>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndTS_To_ZndLO(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedTrailingSeparate, Form::ZonedLeadingOverpunch>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndTS_To_ZndLS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedTrailingSeparate, Form::ZonedLeadingSeparate>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndTS_To_ZndUS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedTrailingSeparate, Form::ZonedUnsigned>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndLO_To_ZndTO(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedLeadingOverpunch, Form::ZonedTrailingOverpunch>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndLO_To_ZndTS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedLeadingOverpunch, Form::ZonedTrailingSeparate>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndLO_To_ZndLO(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedLeadingOverpunch, Form::ZonedLeadingOverpunch>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndLO_To_ZndLS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedLeadingOverpunch, Form::ZonedLeadingSeparate>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndLO_To_ZndUS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedLeadingOverpunch, Form::ZonedUnsigned>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndLS_To_ZndTO(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedLeadingSeparate, Form::ZonedTrailingOverpunch>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndLS_To_ZndTS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedLeadingSeparate, Form::ZonedTrailingSeparate>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndLS_To_ZndLO(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedLeadingSeparate, Form::ZonedLeadingOverpunch>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndLS_To_ZndLS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedLeadingSeparate, Form::ZonedLeadingSeparate>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndLS_To_ZndUS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedLeadingSeparate, Form::ZonedUnsigned>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndUS_To_ZndTO(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedUnsigned, Form::ZonedTrailingOverpunch>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndUS_To_ZndTS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedUnsigned, Form::ZonedTrailingSeparate>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndUS_To_ZndLO(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedUnsigned, Form::ZonedLeadingOverpunch>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndUS_To_ZndLS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedUnsigned, Form::ZonedLeadingSeparate>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndUS_To_ZndUS(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedUnsigned, Form::ZonedUnsigned>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndTO_To_Pckd(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedTrailingOverpunch, Form::Packed>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndTS_To_Pckd(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedTrailingSeparate, Form::Packed>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndLO_To_Pckd(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedLeadingOverpunch, Form::Packed>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndLS_To_Pckd(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedLeadingSeparate, Form::Packed>(s, d, dd, sd);
+}
+KVR2_API void* _zvkcBCD_CONV_ZndUS_To_Pckd(const void* s, void* d, int32_t dd, int32_t sd) {
+    return convert<Form::ZonedUnsigned, Form::Packed>(s, d, dd, sd);
 }
 
 }  // extern "C"

@@ -23,32 +23,32 @@ constexpr auto table(F f) {
 #define R256(t) R16(t, 0), R16(t, 16), R16(t, 32), R16(t, 48), R16(t, 64), R16(t, 80), R16(t, 96), R16(t, 112), \
     R16(t, 128), R16(t, 144), R16(t, 160), R16(t, 176), R16(t, 192), R16(t, 208), R16(t, 224), R16(t, 240)
 
-constexpr uint8_t tEntry(int b) {
+constexpr uint8_t pairValueOf(int b) {
     const int hi = b >> 4, lo = b & 0x0F;
     if (hi > 9) return 100;
     return static_cast<uint8_t>(hi * 10 + (lo > 9 ? 0 : lo));
 }
-constexpr auto kT = table(tEntry);
+constexpr auto kPairValues = table(pairValueOf);
 
 }  // namespace bcd
 
 extern "C" {
 
-const uint8_t zvkBcdT[256] = {R256(bcd::kT)};
+const uint8_t zvkBcdPairValue[256] = {R256(bcd::kPairValues)};
 #undef R
 #undef R16
 #undef R256
 
 #define P10(t) t##0, t##1, t##2, t##3, t##4, t##5, t##6, t##7, t##8, t##9
 #define P100 P10(0x0), P10(0x1), P10(0x2), P10(0x3), P10(0x4), P10(0x5), P10(0x6), P10(0x7), P10(0x8), P10(0x9)
-const uint8_t zvkBcdP[200] = {P100, P100};
+const uint8_t zvkBcdPairByte[200] = {P100, P100};
 #undef P10
 #undef P100
 
 }  // extern "C"
 
-// The tables above are spelled out through kDecode and kT; check them.
-static_assert(bcd::kT.v[0x99] == 99 && bcd::kT.v[0x1C] == 10 && bcd::kT.v[0xA0] == 100);
+// The tables above are spelled out through kDecode and kPairValues; check them.
+static_assert(bcd::kPairValues.v[0x99] == 99 && bcd::kPairValues.v[0x1C] == 10 && bcd::kPairValues.v[0xA0] == 100);
 
 using namespace bcd;
 

@@ -14,8 +14,6 @@ using namespace bcd;
 
 namespace {
 
-const uint8_t* const T = zvkBcdT;
-const uint8_t* const P = zvkBcdP;
 
 
 inline void packedZero(uint8_t* d, int db) {
@@ -87,7 +85,7 @@ void zvkBcdShiftRightPacked(const void* src, int32_t srcDigits, void* dst, int32
         d[db - 1] = static_cast<uint8_t>(at(h) & 0xF0);
         const int count = b - 1 - h < db - 1 ? b - 1 - h : db - 1;  // bytes left of the units
         memmove(d + db - 1 - count, s + b - 1 - h - count, count);
-        memset(d, 0, db - 1 - count);
+        if (count < db - 1) memset(d, 0, db - 1 - count);
     } else {
         d[db - 1] = static_cast<uint8_t>((at(h + 1) & 0x0F) << 4);
         for (int r = 1; r < db; ++r) d[db - 1 - r] = static_cast<uint8_t>((at(r + h + 1) << 4) | (at(r + h) >> 4));
@@ -99,8 +97,8 @@ void zvkBcdShiftRightPacked(const void* src, int32_t srcDigits, void* dst, int32
         const unsigned units = (d[db - 1] >> 4) + 1;
         d[db - 1] = static_cast<uint8_t>((units > 9 ? 0 : units) << 4);
         for (int i = db - 2; units > 9 && i >= 0; --i) {
-            const unsigned v = T[d[i]] + 1u;
-            d[i] = P[v > 99 ? 0 : v];
+            const unsigned v = pairValue[d[i]] + 1u;
+            d[i] = pairByte[v > 99 ? 0 : v];
             if (v <= 99) break;
         }
     }
@@ -161,42 +159,37 @@ void zvkBcdShiftRightZoned(const void* src, int32_t srcDigits, void* dst, int32_
 
 namespace {
 
-enum class Dir { Left, Right, RightRnd };
+enum class Direction { Left, Right, RightRounded };
 
-inline bool isLetter(uint8_t b) { return b == 0x7B || b == 0x7D || (b >= 0x41 && b <= 0x52); }
 
 // The titles of the dumps, by form.
 constexpr const char* formName(Form f) {
     switch (f) {
-        case Form::Pckd: return "packed";
-        case Form::TO: return "zoned";
-        case Form::LO: return "zonedlo";
-        case Form::US: return "zonedus";
-        case Form::TS: return "zonedts";
-        case Form::LS: return "zonedls";
+        case Form::Packed: return "packed";
+        case Form::ZonedTrailingOverpunch: return "zoned";
+        case Form::ZonedLeadingOverpunch: return "zonedlo";
+        case Form::ZonedUnsigned: return "zonedus";
+        case Form::ZonedTrailingSeparate: return "zonedts";
+        case Form::ZonedLeadingSeparate: return "zonedls";
     }
     return "";
 }
-constexpr const char* dirName(Dir d) { return d == Dir::Left ? "left" : d == Dir::Right ? "right" : "right round"; }
+constexpr const char* directionName(Direction d) { return d == Direction::Left ? "left" : d == Direction::Right ? "right" : "right round"; }
 
-template <Form F, Dir D>
-void* shiftEntry(const void* src, void* dst, int32_t dd, int32_t sd, int32_t shift) {
-    const uint32_t m = mode();
-    const bool debug = m & kBcdDebug;
-    if (debug) [[unlikely]] {
-        fprintf(stderr, "Shift %s %s %d ...\n", formName(F), dirName(D), shift);
-        dumpItem("op1: %p %d ", src, sd, storedBytes(F, sd));
-    }
+// The worker of the entries: the scaling of one form and direction, and
+// the sign and zero rules of the form's copies on the result.
+template <Form F, Direction D>
+inline void scale(uint32_t m, const void* src, void* dst, int32_t dd, int32_t sd, int32_t shift) {
     // A negative count shifts the other way (a right shift without
     // rounding when it was a left one).
-    bool left = D == Dir::Left, round = D == Dir::RightRnd;
+    bool left = D == Direction::Left, round = D == Direction::RightRounded;
     int64_t count = shift;
     if (count < 0) count = -count, left = !left, round = false;
     const uint8_t* s = static_cast<const uint8_t*>(src);
     uint8_t* d = static_cast<uint8_t*>(dst);
     const int sn = digitsOf(sd), dn = digitsOf(dd);
     const bool keep = m & kBcdKeepNegZero;
-    if constexpr (F == Form::Pckd) {
+    if constexpr (F == Form::Packed) {
         const int32_t k = static_cast<int32_t>(bound(count, packedBytes(sd), packedBytes(dd)));
         if (k == 0) zvkBcdMovePacked(src, sd, dst, dd);
         else if (left) zvkBcdShiftLeftPacked(src, sd, dst, dd, k);
@@ -205,64 +198,111 @@ void* shiftEntry(const void* src, void* dst, int32_t dd, int32_t sd, int32_t shi
         if (!keep && (d[db - 1] & 0x0F) == 0x0D && zvkBcdIsZeroPacked(dst, dd)) d[db - 1] = 0x0C;
     } else {
         const int32_t k = static_cast<int32_t>(bound(count, sn, dn));
-        const uint8_t* sdig = F == Form::LS ? s + 1 : s;
-        uint8_t* ddig = F == Form::LS ? d + 1 : d;
-        const uint8_t sign = !separate(F) ? 0 : F == Form::TS ? s[sn] : s[0];
+        const uint8_t* sdig = F == Form::ZonedLeadingSeparate ? s + 1 : s;
+        uint8_t* ddig = F == Form::ZonedLeadingSeparate ? d + 1 : d;
+        const uint8_t sign = !separate(F) ? 0 : F == Form::ZonedTrailingSeparate ? s[sn] : s[0];
         if (k == 0) zvkBcdMoveZoned(sdig, sd, ddig, dd);
         else if (left) zvkBcdShiftLeftZoned(sdig, sd, ddig, dd, k);
         else zvkBcdShiftRightZoned(sdig, sd, ddig, dd, k, round);
         if (dn) {
-            if constexpr (F == Form::TO) {
+            if constexpr (F == Form::ZonedTrailingOverpunch) {
                 if (!keep && zonedNegative(d[dn - 1]) && zvkBcdIsZeroZoned(dst, dd))
                     d[dn - 1] = static_cast<uint8_t>(0x30 | zonedDigit(d[dn - 1]));
-            } else if constexpr (F == Form::LO) {
+            } else if constexpr (F == Form::ZonedLeadingOverpunch) {
                 // The first byte takes the sign of the source's first byte,
                 // as a copy of this form does.
                 const uint8_t first = sn ? s[0] : '0';
                 if (dn > 1) d[dn - 1] = static_cast<uint8_t>(0x30 | (d[dn - 1] & 0x0F));
-                const int z = first & 0xF0;
-                const bool known = isLetter(first) ||
-                                   ((z == 0x30 || z == 0x70 || z == 0xC0 || z == 0xD0 || z == 0xF0) && (first & 0x0F) <= 9);
-                const uint8_t zone = !known ? 0x00 : zonedNegative(first) ? 0x70 : 0x30;
+                const uint8_t zone = leadingZone(first);
                 d[0] = static_cast<uint8_t>(zone | zonedDigit(d[0]));
                 if (!keep && zone == 0x70 && zvkBcdIsZeroZoned(d, dd) && zonedDigit(d[0]) == 0)
                     d[0] = static_cast<uint8_t>(0x30 | zonedDigit(d[0]));
-            } else if constexpr (F == Form::US) {
+            } else if constexpr (F == Form::ZonedUnsigned) {
                 d[dn - 1] = static_cast<uint8_t>(0x30 | (d[dn - 1] & 0x0F));
             }
         }
         if constexpr (separate(F)) {
-            uint8_t& out = F == Form::TS ? d[dn] : d[0];
+            uint8_t& out = F == Form::ZonedTrailingSeparate ? d[dn] : d[0];
             out = sign;
             if (!keep && out == '-' && zvkBcdIsZeroZoned(ddig, dd)) out = '+';
         }
     }
-    if (debug) [[unlikely]]
-        dumpItem(F == Form::Pckd ? "res: %p %d " : "op2: %p %d ", dst, dd, storedBytes(F, dd));
-    return dst;
+}
+
+// Scaling does not validate its operands.
+template <Form F, Direction D>
+void* shiftEntry(const void* src, void* dst, int32_t dd, int32_t sd, int32_t shift) {
+    return entryFrame(
+        true,
+        [&] {
+            fprintf(stderr, "Shift %s %s %d ...\n", formName(F), directionName(D), shift);
+            dumpItem("op1: %p %d ", src, sd, storedBytes(F, sd));
+        },
+        [](uint32_t) {},
+        [&](uint32_t m) {
+            scale<F, D>(m, src, dst, dd, sd, shift);
+            return dst;
+        },
+        [&](void*) { dumpItem(F == Form::Packed ? "res: %p %d " : "op2: %p %d ", dst, dd, storedBytes(F, dd)); });
 }
 
 }  // namespace
 
 extern "C" {
 
-#define KVR2_SHIFT(form, F)                                                                                \
-    KVR2_API void* _zvkcBCD_SHFD_##form##_Left(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) { \
-        return shiftEntry<Form::F, Dir::Left>(s, d, dd, sd, k);                                            \
-    }                                                                                                      \
-    KVR2_API void* _zvkcBCD_SHFD_##form##_Right(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) { \
-        return shiftEntry<Form::F, Dir::Right>(s, d, dd, sd, k);                                           \
-    }                                                                                                      \
-    KVR2_API void* _zvkcBCD_SHFD_##form##_RightRnd(const void* s, void* d, int32_t dd, int32_t sd,         \
-                                                   int32_t k) {                                            \
-        return shiftEntry<Form::F, Dir::RightRnd>(s, d, dd, sd, k);                                        \
-    }
-KVR2_SHIFT(Pckd, Pckd)
-KVR2_SHIFT(Znd, TO)
-KVR2_SHIFT(ZndLO, LO)
-KVR2_SHIFT(ZndUS, US)
-KVR2_SHIFT(ZndTS, TS)
-KVR2_SHIFT(ZndLS, LS)
-#undef KVR2_SHIFT
+KVR2_API void* _zvkcBCD_SHFD_Pckd_Left(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::Packed, Direction::Left>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_Pckd_Right(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::Packed, Direction::Right>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_Pckd_RightRnd(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::Packed, Direction::RightRounded>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_Znd_Left(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedTrailingOverpunch, Direction::Left>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_Znd_Right(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedTrailingOverpunch, Direction::Right>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_Znd_RightRnd(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedTrailingOverpunch, Direction::RightRounded>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_ZndLO_Left(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedLeadingOverpunch, Direction::Left>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_ZndLO_Right(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedLeadingOverpunch, Direction::Right>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_ZndLO_RightRnd(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedLeadingOverpunch, Direction::RightRounded>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_ZndUS_Left(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedUnsigned, Direction::Left>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_ZndUS_Right(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedUnsigned, Direction::Right>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_ZndUS_RightRnd(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedUnsigned, Direction::RightRounded>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_ZndTS_Left(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedTrailingSeparate, Direction::Left>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_ZndTS_Right(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedTrailingSeparate, Direction::Right>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_ZndTS_RightRnd(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedTrailingSeparate, Direction::RightRounded>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_ZndLS_Left(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedLeadingSeparate, Direction::Left>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_ZndLS_Right(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedLeadingSeparate, Direction::Right>(s, d, dd, sd, k);
+}
+KVR2_API void* _zvkcBCD_SHFD_ZndLS_RightRnd(const void* s, void* d, int32_t dd, int32_t sd, int32_t k) {
+    return shiftEntry<Form::ZonedLeadingSeparate, Direction::RightRounded>(s, d, dd, sd, k);
+}
 
 }  // extern "C"

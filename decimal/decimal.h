@@ -48,29 +48,31 @@ void zvkBcdPackedToZoned(const void* src, int32_t srcDigits, void* dst, int32_t 
 void zvkBcdZonedToPacked(const void* src, int32_t srcDigits, void* dst, int32_t dstDigits);
 void zvkBcdCleanZoned(void* field, int32_t length);
 
-// Workers of add and subtract; sameSign 1 takes the operation on the
-// magnitudes as given (one worker calling the other).
+// Workers of add and subtract; signsResolved takes the operation on the
+// magnitudes as given: the entry's add became a subtraction of magnitudes
+// or the other way round, and one worker is calling the other.
 int zvkBcdAddPacked(const void* first, int32_t firstDigits, const void* second, int32_t secondDigits, void* dst,
-                    int32_t dstDigits, int sameSign);
+                    int32_t dstDigits, bool signsResolved);
 int zvkBcdSubPacked(const void* first, int32_t firstDigits, const void* second, int32_t secondDigits, void* dst,
-                    int32_t dstDigits, int sameSign);
+                    int32_t dstDigits, bool signsResolved);
 int zvkBcdAddZoned(const void* first, int32_t firstDigits, const void* second, int32_t secondDigits, void* dst,
-                   int32_t dstDigits, int sameSign);
+                   int32_t dstDigits, bool signsResolved);
 int zvkBcdSubZoned(const void* first, int32_t firstDigits, const void* second, int32_t secondDigits, void* dst,
-                   int32_t dstDigits, int sameSign);
-int zvkBcdIncPacked(void* op, int32_t opDigits, int64_t value, int sameSign);
-int zvkBcdDecPacked(void* op, int32_t opDigits, int64_t value, int sameSign);
-int zvkBcdIncZoned(void* op, int32_t opDigits, int64_t value, int sameSign);
-int zvkBcdDecZoned(void* op, int32_t opDigits, int64_t value, int sameSign);
+                   int32_t dstDigits, bool signsResolved);
+int zvkBcdIncPacked(void* op, int32_t opDigits, int64_t value, bool signsResolved);
+int zvkBcdDecPacked(void* op, int32_t opDigits, int64_t value, bool signsResolved);
+int zvkBcdIncZoned(void* op, int32_t opDigits, int64_t value, bool signsResolved);
+int zvkBcdDecZoned(void* op, int32_t opDigits, int64_t value, bool signsResolved);
 
 // Negative, zero or positive (not necessarily -1 or 1).
 int zvkBcdCmpPacked(const void* op1, int32_t op1Digits, const void* op2, int32_t op2Digits, int magnitudeOnly);
 int zvkBcdCmpZoned(const void* op1, int32_t op1Digits, const void* op2, int32_t op2Digits, int magnitudeOnly);
 
-// A packed byte's value 0..99 (a low nibble above 9 counts 0, a high
-// nibble above 9 gives 100) and a value 0..199 back to a packed byte.
-extern const uint8_t zvkBcdT[256];
-extern const uint8_t zvkBcdP[200];
+// A packed byte's value as a pair of digits, 0..99 (a low nibble above 9
+// counts 0, a high nibble above 9 gives 100), and a value 0..199 back to a
+// packed byte (values from 100 on wrap: the carry is the caller's).
+extern const uint8_t zvkBcdPairValue[256];
+extern const uint8_t zvkBcdPairByte[200];
 
 }  // extern "C"
 
@@ -84,6 +86,9 @@ inline uint32_t mode() {
     }
     return m;
 }
+
+inline constexpr const uint8_t* pairValue = zvkBcdPairValue;
+inline constexpr const uint8_t* pairByte = zvkBcdPairByte;
 
 using base::digitsOf;
 using base::packedBytes;

@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "decimal/decimal.h"
+#include "decimal/dispatch.h"
 #include "decimal/words.h"
 
 namespace bcd {
@@ -31,14 +32,12 @@ template <int N>
     memcpy(p, &v, N);
 }
 
-// Equal-size packed items of the same sign into a destination of that
-// size, in one wide step whose carry out of the top nibble is kept (the
-// word's own overflow).
 // The sign nibbles this path takes: 1 positive, 2 negative, 0 (a digit,
 // which validation rejects) not here.
 constexpr uint8_t kSignClass[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 1, 2, 1, 1};
 
-// N bytes of digits with the sign nibble cleared: some nibble above 9.
+// N bytes of digits with the sign nibble cleared: some nibble above 9
+// (docs/decimal.md, "plain items").
 template <int N>
 [[gnu::always_inline]] inline bool nonDigits(const uint8_t* p) {
     using W = WordFor<N>;
@@ -46,6 +45,9 @@ template <int N>
     return (x & ((x << 1) | (x << 2)) & nibbles<W>(8)) != 0;
 }
 
+// Equal-size packed items of the same sign into a destination of that
+// size, in one wide add whose carry out of the top nibble is the word's
+// own overflow (docs/decimal.md, "addition").
 template <int N>
 [[gnu::always_inline]] inline bool addWhole(const uint8_t* a, const uint8_t* b, uint8_t* d, bool evenDigits) {
     using W = WordFor<N>;
@@ -82,54 +84,16 @@ template <int N>
     return negative ? -c : c;
 }
 
-#define KVR2_BY_SIZE(n, call) \
-    switch (n) {              \
-        case 1: call(1);      \
-        case 2: call(2);      \
-        case 3: call(3);      \
-        case 4: call(4);      \
-        case 5: call(5);      \
-        case 6: call(6);      \
-        case 7: call(7);      \
-        case 8: call(8);      \
-        case 9: call(9);      \
-        case 10: call(10);    \
-        case 11: call(11);    \
-        case 12: call(12);    \
-        case 13: call(13);    \
-        case 14: call(14);    \
-        case 15: call(15);    \
-        case 16: call(16);    \
-    }
+// The whole-item steps as functions, one per size in bytes (1 to 16).
+template <int N>
+bool addWholeOf(const uint8_t* a, const uint8_t* b, uint8_t* d, bool evenDigits) {
+    return addWhole<N>(a, b, d, evenDigits);
+}
+inline constexpr auto kAddWhole = bySize<1, 16>([]<int N>() { return &addWholeOf<N>; });
 
-// n bytes each (1 to 16); false: not this path.  Items up to 8 bytes are
-// done in place; the longer ones out of line, so that the common entry
-// needs no register saves.
-[[gnu::noinline]] inline bool addSameShapeLong(const uint8_t* a, const uint8_t* b, uint8_t* d, int n, bool even) {
-#define KVR2_ADD(k) return addWhole<k>(a, b, d, even)
-    KVR2_BY_SIZE(n, KVR2_ADD)
-#undef KVR2_ADD
-    return false;
-}
-[[gnu::always_inline]] inline bool addSameShape(const uint8_t* a, const uint8_t* b, uint8_t* d, int n, bool even) {
-    switch (n) {
-        case 1: return addWhole<1>(a, b, d, even);
-        case 2: return addWhole<2>(a, b, d, even);
-        case 3: return addWhole<3>(a, b, d, even);
-        case 4: return addWhole<4>(a, b, d, even);
-        case 5: return addWhole<5>(a, b, d, even);
-        case 6: return addWhole<6>(a, b, d, even);
-        case 7: return addWhole<7>(a, b, d, even);
-        case 8: return addWhole<8>(a, b, d, even);
-    }
-    return addSameShapeLong(a, b, d, n, even);
-}
-// -1, 0, 1, or -2: not this path.
-[[gnu::noinline]] inline int compareSameShapeLong(const uint8_t* a, const uint8_t* b, int n) {
-#define KVR2_CMP(k) return compareWhole<k>(a, b)
-    KVR2_BY_SIZE(n, KVR2_CMP)
-#undef KVR2_CMP
-    return -2;
+// n bytes each (1 to 16); false: not this path.
+inline bool addSameShape(const uint8_t* a, const uint8_t* b, uint8_t* d, int n, bool evenDigits) {
+    return kAddWhole[n - 1](a, b, d, evenDigits);
 }
 
 }  // namespace bcd

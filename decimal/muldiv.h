@@ -5,6 +5,15 @@
 
 #include <cstdint>
 
+namespace bcd {
+
+// Operands are taken by their low-order 255 digits at most (253 for a
+// division): far beyond any item, and it bounds what lives on the stack.
+inline constexpr int kMaxPairs = 127;
+inline constexpr int kMaxDigits = 2 * kMaxPairs + 1;
+
+}  // namespace bcd
+
 extern "C" {
 
 // The product, cut to dstDigits on the left; 0xC for equal signs, else

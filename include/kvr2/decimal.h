@@ -20,16 +20,15 @@
 extern "C" {
 #endif
 
-#define KVR2_BCD2(name) KVR2_API void* name(const void* op1, const void* op2, void* dst, int32_t dstDigits, \
-                                            int32_t op2Digits, int32_t op1Digits)
-#define KVR2_BCD_MOVE(name) KVR2_API void* name(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits)
-#define KVR2_BCD_CMP(name) KVR2_API int name(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits)
-
 /* ---- add and subtract ---- */
-KVR2_BCD2(_zvkcBCD_ADD_Pckd);
-KVR2_BCD2(_zvkcBCD_ADD_Znd);
-KVR2_BCD2(_zvkcBCD_SUB_Pckd);
-KVR2_BCD2(_zvkcBCD_SUB_Znd);
+KVR2_API void* _zvkcBCD_ADD_Pckd(const void* op1, const void* op2, void* dst, int32_t dstDigits, int32_t op2Digits,
+                                 int32_t op1Digits);
+KVR2_API void* _zvkcBCD_ADD_Znd(const void* op1, const void* op2, void* dst, int32_t dstDigits, int32_t op2Digits,
+                                int32_t op1Digits);
+KVR2_API void* _zvkcBCD_SUB_Pckd(const void* op1, const void* op2, void* dst, int32_t dstDigits, int32_t op2Digits,
+                                 int32_t op1Digits);
+KVR2_API void* _zvkcBCD_SUB_Znd(const void* op1, const void* op2, void* dst, int32_t dstDigits, int32_t op2Digits,
+                                int32_t op1Digits);
 KVR2_API void* _zvkcBCD_ADD_Pckd_Int8(void* op, int32_t opDigits, int64_t value);
 KVR2_API void* _zvkcBCD_ADD_Znd_Int8(void* op, int32_t opDigits, int64_t value);
 KVR2_API void* _zvkcBCD_ADD_Pckd_Int4(void* op, int32_t opDigits, int32_t value);
@@ -40,57 +39,74 @@ KVR2_API void* _zvkcBCD_SUB_Pckd_Int4(void* op, int32_t opDigits, int32_t value)
 KVR2_API void* _zvkcBCD_SUB_Znd_Int4(void* op, int32_t opDigits, int32_t value);
 
 /* ---- absolute value and negation ---- */
-KVR2_BCD_MOVE(_zvkcBCD_ABS_Pckd);
-KVR2_BCD_MOVE(_zvkcBCD_ABS_Znd);
-KVR2_BCD_MOVE(_zvkcBCD_ABS_ZndLO);
-KVR2_BCD_MOVE(_zvkcBCD_NEG_Pckd);
-KVR2_BCD_MOVE(_zvkcBCD_NEG_Znd);
-KVR2_BCD_MOVE(_zvkcBCD_NEG_ZndLO);
+KVR2_API void* _zvkcBCD_ABS_Pckd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_ABS_Znd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_ABS_ZndLO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_NEG_Pckd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_NEG_Znd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_NEG_ZndLO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
 
 /* ---- comparisons: 1 when the relation holds, else 0 ---- */
-KVR2_BCD_CMP(_zvkcBCD_EQU_Pckd);
-KVR2_BCD_CMP(_zvkcBCD_NEQ_Pckd);
-KVR2_BCD_CMP(_zvkcBCD_GRT_Pckd);
-KVR2_BCD_CMP(_zvkcBCD_GEQ_Pckd);
-KVR2_BCD_CMP(_zvkcBCD_LES_Pckd);
-KVR2_BCD_CMP(_zvkcBCD_LEQ_Pckd);
-KVR2_BCD_CMP(_zvkcBCD_EQU_Znd);
-KVR2_BCD_CMP(_zvkcBCD_NEQ_Znd);
-KVR2_BCD_CMP(_zvkcBCD_GRT_Znd);
-KVR2_BCD_CMP(_zvkcBCD_GEQ_Znd);
-KVR2_BCD_CMP(_zvkcBCD_LES_Znd);
-KVR2_BCD_CMP(_zvkcBCD_LEQ_Znd);
+KVR2_API int _zvkcBCD_EQU_Pckd(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits);
+KVR2_API int _zvkcBCD_NEQ_Pckd(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits);
+KVR2_API int _zvkcBCD_GRT_Pckd(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits);
+KVR2_API int _zvkcBCD_GEQ_Pckd(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits);
+KVR2_API int _zvkcBCD_LES_Pckd(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits);
+KVR2_API int _zvkcBCD_LEQ_Pckd(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits);
+KVR2_API int _zvkcBCD_EQU_Znd(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits);
+KVR2_API int _zvkcBCD_NEQ_Znd(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits);
+KVR2_API int _zvkcBCD_GRT_Znd(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits);
+KVR2_API int _zvkcBCD_GEQ_Znd(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits);
+KVR2_API int _zvkcBCD_LES_Znd(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits);
+KVR2_API int _zvkcBCD_LEQ_Znd(const void* op1, const void* op2, int32_t op2Digits, int32_t op1Digits);
 /* 1 when the value is zero */
 KVR2_API int _zvkcBCD_NOT_Pckd(const void* op, int32_t opDigits);
 KVR2_API int _zvkcBCD_NOT_Znd(const void* op, int32_t opDigits);
 
 /* ---- copies ---- */
-KVR2_BCD_MOVE(_zvkcBCD_Cpy_Pckd);
-KVR2_BCD_MOVE(_zvkcBCD_Cpy_Znd);
-KVR2_BCD_MOVE(_zvkcBCD_Cpy_ZndLO);
-KVR2_BCD_MOVE(_zvkcBCD_Cpy_ZndUS);
-KVR2_BCD_MOVE(_zvkcBCD_Cpy_ZndLS);
-KVR2_BCD_MOVE(_zvkcBCD_Cpy_ZndTS);
+KVR2_API void* _zvkcBCD_Cpy_Pckd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_Cpy_Znd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_Cpy_ZndLO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_Cpy_ZndUS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_Cpy_ZndLS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_Cpy_ZndTS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
 
 /* ---- the conversion matrix ---- */
-#define KVR2_BCD_FROM(f)                          \
-    KVR2_BCD_MOVE(_zvkcBCD_CONV_##f##_To_ZndTO); \
-    KVR2_BCD_MOVE(_zvkcBCD_CONV_##f##_To_ZndTS); \
-    KVR2_BCD_MOVE(_zvkcBCD_CONV_##f##_To_ZndLO); \
-    KVR2_BCD_MOVE(_zvkcBCD_CONV_##f##_To_ZndLS); \
-    KVR2_BCD_MOVE(_zvkcBCD_CONV_##f##_To_ZndUS)
-KVR2_BCD_FROM(Pckd);
-KVR2_BCD_FROM(ZndTO);
-KVR2_BCD_FROM(ZndTS);
-KVR2_BCD_FROM(ZndLO);
-KVR2_BCD_FROM(ZndLS);
-KVR2_BCD_FROM(ZndUS);
-#undef KVR2_BCD_FROM
-KVR2_BCD_MOVE(_zvkcBCD_CONV_ZndTO_To_Pckd);
-KVR2_BCD_MOVE(_zvkcBCD_CONV_ZndTS_To_Pckd);
-KVR2_BCD_MOVE(_zvkcBCD_CONV_ZndLO_To_Pckd);
-KVR2_BCD_MOVE(_zvkcBCD_CONV_ZndLS_To_Pckd);
-KVR2_BCD_MOVE(_zvkcBCD_CONV_ZndUS_To_Pckd);
+KVR2_API void* _zvkcBCD_CONV_Pckd_To_ZndTO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_Pckd_To_ZndTS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_Pckd_To_ZndLO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_Pckd_To_ZndLS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_Pckd_To_ZndUS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndTO_To_ZndTO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndTO_To_ZndTS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndTO_To_ZndLO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndTO_To_ZndLS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndTO_To_ZndUS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndTS_To_ZndTO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndTS_To_ZndTS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndTS_To_ZndLO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndTS_To_ZndLS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndTS_To_ZndUS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndLO_To_ZndTO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndLO_To_ZndTS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndLO_To_ZndLO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndLO_To_ZndLS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndLO_To_ZndUS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndLS_To_ZndTO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndLS_To_ZndTS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndLS_To_ZndLO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndLS_To_ZndLS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndLS_To_ZndUS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndUS_To_ZndTO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndUS_To_ZndTS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndUS_To_ZndLO(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndUS_To_ZndLS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndUS_To_ZndUS(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndTO_To_Pckd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndTS_To_Pckd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndLO_To_Pckd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndLS_To_Pckd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
+KVR2_API void* _zvkcBCD_CONV_ZndUS_To_Pckd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits);
 
 /* ---- binary integers ---- */
 KVR2_API int8_t _zvkcBCD_CONV_Pckd_To_Int1(const void* src, int32_t srcDigits);
@@ -119,10 +135,6 @@ KVR2_API void* _zvkcBCD_CONV_Int4_To_Znd(int32_t value, void* dst, int32_t dstDi
 KVR2_API void* _zvkcBCD_CONV_Int8_To_Znd(int64_t value, void* dst, int32_t dstDigits);
 KVR2_API void* _zvkcBCD_CONV_UInt4_To_Znd(uint32_t value, void* dst, int32_t dstDigits);
 KVR2_API void* _zvkcBCD_CONV_UInt8_To_Znd(uint64_t value, void* dst, int32_t dstDigits);
-
-#undef KVR2_BCD2
-#undef KVR2_BCD_MOVE
-#undef KVR2_BCD_CMP
 
 #ifdef __cplusplus
 }

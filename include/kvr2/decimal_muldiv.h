@@ -14,18 +14,21 @@
 extern "C" {
 #endif
 
-#define KVR2_BCD_OP(name) KVR2_API void* name(const void* op1, const void* op2, void* dst, int32_t dstDigits, \
-                                              int32_t op2Digits, int32_t op1Digits)
-
 /* op1 times op2 */
-KVR2_BCD_OP(_zvkcBCD_MPY_Pckd);
-KVR2_BCD_OP(_zvkcBCD_MPY_Znd);
+KVR2_API void* _zvkcBCD_MPY_Pckd(const void* op1, const void* op2, void* dst, int32_t dstDigits, int32_t op2Digits,
+                                 int32_t op1Digits);
+KVR2_API void* _zvkcBCD_MPY_Znd(const void* op1, const void* op2, void* dst, int32_t dstDigits, int32_t op2Digits,
+                                int32_t op1Digits);
 /* op1 divided by op2, truncated */
-KVR2_BCD_OP(_zvkcBCD_DIV_Pckd);
-KVR2_BCD_OP(_zvkcBCD_DIV_Znd);
+KVR2_API void* _zvkcBCD_DIV_Pckd(const void* op1, const void* op2, void* dst, int32_t dstDigits, int32_t op2Digits,
+                                 int32_t op1Digits);
+KVR2_API void* _zvkcBCD_DIV_Znd(const void* op1, const void* op2, void* dst, int32_t dstDigits, int32_t op2Digits,
+                                int32_t op1Digits);
 /* the remainder of op1 divided by op2, with op1's sign */
-KVR2_BCD_OP(_zvkcBCD_MOD_Pckd);
-KVR2_BCD_OP(_zvkcBCD_MOD_Znd);
+KVR2_API void* _zvkcBCD_MOD_Pckd(const void* op1, const void* op2, void* dst, int32_t dstDigits, int32_t op2Digits,
+                                 int32_t op1Digits);
+KVR2_API void* _zvkcBCD_MOD_Znd(const void* op1, const void* op2, void* dst, int32_t dstDigits, int32_t op2Digits,
+                                int32_t op1Digits);
 /* quotient and remainder; the packed form returns 1 when the quotient was
    computed and 0 when the dividend's magnitude is below the divisor's */
 KVR2_API int _zvkcBCD_DIVR_Pckd(const void* op1, const void* op2, void* quotient, void* remainder,
@@ -37,22 +40,42 @@ KVR2_API void* _zvkcBCD_DIVR_Znd(const void* op1, const void* op2, void* quotien
 
 /* src times 10 ** shift (Left) or divided by it (Right, truncating;
    RightRnd, half up on the magnitude) into dst of the same form */
-#define KVR2_BCD_SHFD(form)                                                                                 \
-    KVR2_API void* _zvkcBCD_SHFD_##form##_Left(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits, \
-                                               int32_t shift);                                              \
-    KVR2_API void* _zvkcBCD_SHFD_##form##_Right(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits, \
-                                                int32_t shift);                                             \
-    KVR2_API void* _zvkcBCD_SHFD_##form##_RightRnd(const void* src, void* dst, int32_t dstDigits,           \
-                                                   int32_t srcDigits, int32_t shift)
-KVR2_BCD_SHFD(Pckd);
-KVR2_BCD_SHFD(Znd);
-KVR2_BCD_SHFD(ZndLO);
-KVR2_BCD_SHFD(ZndUS);
-KVR2_BCD_SHFD(ZndTS);
-KVR2_BCD_SHFD(ZndLS);
-
-#undef KVR2_BCD_OP
-#undef KVR2_BCD_SHFD
+KVR2_API void* _zvkcBCD_SHFD_Pckd_Left(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                       int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_Pckd_Right(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                        int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_Pckd_RightRnd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                           int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_Znd_Left(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                      int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_Znd_Right(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                       int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_Znd_RightRnd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                          int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_ZndLO_Left(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                        int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_ZndLO_Right(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                         int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_ZndLO_RightRnd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                            int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_ZndUS_Left(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                        int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_ZndUS_Right(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                         int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_ZndUS_RightRnd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                            int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_ZndTS_Left(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                        int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_ZndTS_Right(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                         int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_ZndTS_RightRnd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                            int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_ZndLS_Left(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                        int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_ZndLS_Right(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                         int32_t shift);
+KVR2_API void* _zvkcBCD_SHFD_ZndLS_RightRnd(const void* src, void* dst, int32_t dstDigits, int32_t srcDigits,
+                                            int32_t shift);
 
 #ifdef __cplusplus
 }
