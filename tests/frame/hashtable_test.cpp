@@ -137,14 +137,14 @@ TEST(Create, SizeLimitLoadAndFlags) {
 
 TEST(Grow, FortyEighthEntryDoublesTable) {
     auto t = makeTable(64, 75);
-    for (int i = 0; i < 47; i++) put(t.get(), "key" + std::to_string(i), i);
+    for (int i = 0; i < 47; i++) put(t.get(), std::to_string(i), i);
     EXPECT_EQ(t->size, 64U);
-    put(t.get(), "key47", 47);
+    put(t.get(), "47", 47);
     EXPECT_EQ(t->size, 128U);
     EXPECT_EQ(t->grows, 1U);
     EXPECT_EQ(t->limit, 96U);
     EXPECT_EQ(t->used + t->freeSlots, 128U);
-    for (int i = 0; i < 48; i++) EXPECT_EQ(valueOf(find(t.get(), "key" + std::to_string(i))), uint64_t(i));
+    for (int i = 0; i < 48; i++) EXPECT_EQ(valueOf(find(t.get(), std::to_string(i))), uint64_t(i));
 }
 
 TEST(Grow, ResizeKeepsChainOrderAndDoesNotRunAwayOnABadHash) {
@@ -172,30 +172,6 @@ TEST(Insert, DuplicateReturnsFirstEntryWithOldValue) {
     EXPECT_NE(put(t.get(), "PROGA", 3, 1), first);
     EXPECT_EQ(t->entries, 2U);
     EXPECT_EQ(valueOf(find(t.get(), "PROGA")), 3U);
-}
-
-TEST(Insert, BlockLayouts) {
-    for (uint32_t hdr : {64U, 80U}) {
-        auto t = makeTable(0, 0, hdr == 80 ? HP_MRU : 0);
-        char key[] = "hello";
-        HashEntry* e = HashTable_Insert(t.get(), nullptr, key, 5, "12345", 5, 0, 0);
-        char* base = reinterpret_cast<char*>(e);
-        EXPECT_EQ(reinterpret_cast<uintptr_t>(e) % 16, 0U);
-        EXPECT_EQ(static_cast<char*>(e->value), base + hdr);
-        EXPECT_EQ(static_cast<const char*>(e->key), base + hdr + 16);
-        EXPECT_EQ(e->blockSize, (hdr + 16 + 5 + 16) & ~15U);
-        EXPECT_STREQ(static_cast<const char*>(e->key), "hello");  // copied and terminated
-        EXPECT_EQ(std::memcmp(e->value, "12345", 5), 0);
-        HashEntry* k = HashTable_Insert(t.get(), nullptr, "EXT", 3, nullptr, HASH_KEY_ONLY, 0, 0);
-        EXPECT_EQ(k->value, k->key);
-        EXPECT_EQ(static_cast<const char*>(k->key), reinterpret_cast<char*>(k) + hdr);
-        EXPECT_EQ(k->blockSize, ~uint64_t(0));
-        static int payload;
-        HashEntry* z = HashTable_Insert(t.get(), nullptr, key, 5, &payload, 0, 1, 0);
-        EXPECT_EQ(z->key, static_cast<const void*>(key));
-        EXPECT_EQ(z->value, static_cast<void*>(&payload));
-        EXPECT_EQ(z->blockSize, 0U);
-    }
 }
 
 TEST(Parent, AlsoParentAndInheritMakeReferences) {
@@ -285,46 +261,6 @@ TEST(Touch, ChainFrontMruHeadAndParent) {
     EXPECT_EQ(mruKeys(t.get()), (Keys{"b", "a", "c"}));
     EXPECT_EQ(mruKeys(parent.get()), (Keys{"b", "c", "a"}));
     EXPECT_EQ(chainKeys(parent.get(), 0), (Keys{"b", "c", "a"}));
-}
-
-TEST(Resize, MruListSurvivesRepeatedResizes) {
-    auto t = makeTable(0, 0, HP_MRU);
-    Keys order;  // newest first
-    for (int i = 0; i < 300; i++) {
-        std::string k = "k" + std::to_string(i), back = "k" + std::to_string(i / 2);
-        put(t.get(), k, i);
-        order.insert(order.begin(), k);
-        if (i % 7 == 3) {
-            find(t.get(), back, 2);
-            order.erase(std::find(order.begin(), order.end(), back));
-            order.insert(order.begin(), back);
-        }
-    }
-    HashTable_Resize(t.get(), 4096, 0);
-    HashTable_Resize(t.get(), 128, 0);
-    EXPECT_GE(t->grows, 3U);
-    EXPECT_EQ(mruKeys(t.get()), order);
-    for (const auto& k : order) EXPECT_NE(find(t.get(), k), nullptr) << k;
-}
-
-TEST(Clear, KeepsFreeListsAndCountersConsistent) {
-    auto t = makeTable(0, 0, HP_MRU);
-    for (int i = 0; i < 100; i++) put(t.get(), std::to_string(i), i);
-    for (int i = 0; i < 10; i++) del(t.get(), std::to_string(i));
-    HashTable_Clear(t.get());
-    EXPECT_TRUE(HashTable_IsEmpty(t.get()));
-    EXPECT_TRUE(HashTable_IsEmpty(nullptr));
-    EXPECT_EQ(t->used + t->collisions + t->chains, 0U);
-    EXPECT_EQ(t->freeSlots, t->size);
-    EXPECT_EQ(t->mruHead, nullptr);
-    EXPECT_EQ(t->mruTail, nullptr);
-    EXPECT_EQ(t->removes, 100U);
-    EXPECT_EQ(t->deletes, 100U);
-    EXPECT_EQ(HashTable_Next(t.get(), nullptr), nullptr);
-    EXPECT_EQ(captured(HashTable_Stats, t.get()).find(" bad..."), std::string::npos);
-    put(t.get(), "again", 1);
-    EXPECT_EQ(t->reuses, 1U);
-    EXPECT_EQ(mruKeys(t.get()), Keys{"again"});
 }
 
 int allocs, frees, rehashes;
@@ -472,7 +408,7 @@ TEST_P(HashModel, RandomOperationsAgreeWithMap) {
     Keys porder, order;
     for (int i = 0; withParent && i < 150; i++) {
         const std::string& k = keys[pick(keys.size())];
-        if (!pmodel.count(k)) pmodel[k] = "parent" + std::to_string(i), toFront(porder, k);
+        if (!pmodel.count(k)) pmodel[k] = std::to_string(1000 + i), toFront(porder, k);
         HashTable_Insert(parent.get(), nullptr, k.data(), k.size(), pmodel[k].data(), pmodel[k].size(), 0, 0);
     }
     TablePtr child = makeTable(uint32_t(pick(200)), loads[pick(4)], mru ? HP_MRU : 0, parent.get());

@@ -32,6 +32,8 @@ Result run(const std::string& program, const std::vector<std::string>& args, con
 
 // The directory holding the test programs (set by CMake).
 std::string binDir();
+// The path of the test program `name` in binDir().
+std::string binPath(const std::string& name);
 std::string libDir();
 std::string sourceDir();
 
@@ -43,5 +45,10 @@ bool hasLine(const std::string& text, const std::string& line);
 
 // The "key=value" lines of a scenario's output (a key holds no blank).
 std::map<std::string, std::string> values(const std::string& out);
+
+// The blank-separated "key=value" words of `expected` that the output's
+// values do not match, one "key=<got> (want <value>)" line each: empty
+// when all agree, and otherwise the whole difference in one failure.
+std::string mismatches(const std::string& out, const std::string& expected);
 
 }  // namespace scenario
