@@ -2,7 +2,6 @@
 // unit ends.  Each runs in a process of its own (end_test) and prints on
 // stdout what the test looks at.
 
-#include <dlfcn.h>
 #include <errno.h>
 #include <pthread.h>
 #include <signal.h>
@@ -22,13 +21,7 @@ namespace {
 
 using Entry = int (*)(void);
 
-// CALL identifier: the entry from the record _zvkDynLd gives back.
-Entry dynamicCall(std::string n, PCB* caller, uint32_t* failures = nullptr) {
-    void* rec = _zvkDynLd(nullptr, static_cast<int64_t>(n.size()), reinterpret_cast<uint8_t*>(n.data()), caller,
-                          nullptr, failures);
-    if (!rec) return nullptr;
-    return reinterpret_cast<Entry>(*static_cast<void**>(rec));
-}
+using cobol::dynamicCall;
 
 int32_t cancel(const char* name, PCB* caller) {
     std::string n = name;
@@ -36,13 +29,7 @@ int32_t cancel(const char* name, PCB* caller) {
 }
 
 // Is the shared object of this program still loaded?
-bool loaded(const char* file) {
-    std::string path = std::string(getenv("COBPATH")) + "/" + file;
-    void* h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-    if (!h) return false;
-    dlclose(h);
-    return true;
-}
+bool loaded(const char* file) { return cobol::loaded(std::string(getenv("COBPATH")) + "/" + file); }
 
 void say(const char* text) {
     printf("%s\n", text);
@@ -319,12 +306,8 @@ int threads(const char* rounds) {
             for (int i = 0; i < 20; ++i) {
                 cobol::call(sub, [] {});
                 uint32_t failures = 1;
-                void* rec = _zvkDynLd(nullptr, 3, reinterpret_cast<uint8_t*>(const_cast<char*>("EVA")),
-                                      a->self->p(), nullptr, &failures);
-                if (rec) {
-                    auto plain = reinterpret_cast<const char* (*)(void)>(*static_cast<void**>(rec));
-                    if (strcmp(plain(), "EVA") != 0) printf("wrong program\n");
-                }
+                auto plain = cobol::dynamicCall<const char* (*)(void)>("EVA", a->self->p(), &failures);
+                if (plain && strcmp(plain(), "EVA") != 0) printf("wrong program\n");
             }
             // The other program leaves first; then the main ends the run
             // unit, which does not wait for threads still in it.

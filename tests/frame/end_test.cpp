@@ -3,7 +3,6 @@
 // them: the signal table and its stack, default_sigrtn's own decisions,
 // the program cache's decision and eviction.
 
-#include <dlfcn.h>
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -419,19 +418,11 @@ void* scarceDlopen(const char* path, int mode) {
     return dlopen(path, mode);
 }
 
-bool loaded(const char* name) {
-    std::string path = std::string(KVR2_COBPATH_DIR) + "/" + name + ".so";
-    void* h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-    if (h) dlclose(h);
-    return h != nullptr;
-}
+bool loaded(const char* name) { return cobol::loaded(std::string(KVR2_COBPATH_DIR) + "/" + name + ".so"); }
 
 const char* callPlain(const char* name, PCB* caller, uint32_t* failures = nullptr) {
-    std::string n = name;
-    void* rec = _zvkDynLd(nullptr, static_cast<int64_t>(n.size()), reinterpret_cast<uint8_t*>(n.data()), caller,
-                          nullptr, failures);
-    if (!rec) return nullptr;
-    return reinterpret_cast<const char* (*)(void)>(*static_cast<void**>(rec))();
+    auto plain = cobol::dynamicCall<const char* (*)(void)>(name, caller, failures);
+    return plain ? plain() : nullptr;
 }
 
 void noop() {}
