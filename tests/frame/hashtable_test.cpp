@@ -198,8 +198,6 @@ TEST(Parent, AlsoParentAndInheritMakeReferences) {
     EXPECT_EQ(find(parent.get(), "PROG"), prog);
     EXPECT_EQ(find(child.get(), "PROG", 0, 1), ref);  // recycled block
     EXPECT_EQ(child->reuses, 1U);
-    for (HashTable* t : {parent.get(), child.get()})
-        EXPECT_EQ(captured(HashTable_Stats, t).find(" bad..."), std::string::npos);
 }
 
 TEST(FreeList, ReuseEvictAndRemove) {
@@ -236,7 +234,9 @@ TEST(Delete, StateMovesOnFromTheDeletedEntry) {
     EXPECT_EQ(keyOf(c->state.entry), "a");
 }
 
-TEST(Touch, ChainFrontMruHeadAndParent) {
+// A touch moves the entry to its chain's front; touch 1 does the same in
+// the parent (the MRU lists' order is the model test's).
+TEST(Touch, ChainFrontHereAndInTheParent) {
     auto parent = makeTable(0, 0, HP_MRU, nullptr, constantHash);
     auto t = makeTable(0, 0, HP_MRU, parent.get(), constantHash);
     for (const char* k : {"a", "b", "c"}) put(t.get(), k, 0, 0, 1);
@@ -244,11 +244,8 @@ TEST(Touch, ChainFrontMruHeadAndParent) {
     EXPECT_EQ(chainKeys(t.get(), 0), (Keys{"c", "b", "a"}));
     find(t.get(), "a", 2);
     EXPECT_EQ(chainKeys(t.get(), 0), (Keys{"a", "c", "b"}));
-    EXPECT_EQ(mruKeys(t.get()), (Keys{"a", "c", "b"}));
-    EXPECT_EQ(mruKeys(parent.get()), (Keys{"c", "b", "a"}));  // touch 2 stays local
+    EXPECT_EQ(chainKeys(parent.get(), 0), (Keys{"c", "b", "a"}));  // touch 2 stays local
     find(t.get(), "b", 1);
-    EXPECT_EQ(mruKeys(t.get()), (Keys{"b", "a", "c"}));
-    EXPECT_EQ(mruKeys(parent.get()), (Keys{"b", "c", "a"}));
     EXPECT_EQ(chainKeys(parent.get(), 0), (Keys{"b", "c", "a"}));
 }
 
