@@ -2,7 +2,6 @@
 // unit ends.  Each runs in a process of its own (end_test) and prints on
 // stdout what the test looks at.
 
-#include <dlfcn.h>
 #include <errno.h>
 #include <pthread.h>
 #include <signal.h>
@@ -22,13 +21,7 @@ namespace {
 
 using Entry = int (*)(void);
 
-// CALL identifier: the entry from the record _zvkDynLd gives back.
-Entry dynamicCall(std::string n, PCB* caller, uint32_t* failures = nullptr) {
-    void* rec = _zvkDynLd(nullptr, static_cast<int64_t>(n.size()), reinterpret_cast<uint8_t*>(n.data()), caller,
-                          nullptr, failures);
-    if (!rec) return nullptr;
-    return reinterpret_cast<Entry>(*static_cast<void**>(rec));
-}
+using cobol::dynamicCall;
 
 int32_t cancel(const char* name, PCB* caller) {
     std::string n = name;
@@ -36,13 +29,7 @@ int32_t cancel(const char* name, PCB* caller) {
 }
 
 // Is the shared object of this program still loaded?
-bool loaded(const char* file) {
-    std::string path = std::string(getenv("COBPATH")) + "/" + file;
-    void* h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-    if (!h) return false;
-    dlclose(h);
-    return true;
-}
+bool loaded(const char* file) { return cobol::loaded(std::string(getenv("COBPATH")) + "/" + file); }
 
 void say(const char* text) {
     printf("%s\n", text);
@@ -74,7 +61,7 @@ int dynCall() {
         // ON EXCEPTION: the count goes up, no message
         uint32_t failures = 1;
         Entry none = dynamicCall("NOSUCHPGM", mainPgm.p(), &failures);
-        printf("missing=%d failures=%u\n", none != nullptr, failures);
+        printf("missing=%d\nmissing.failures=%u\n", none != nullptr, failures);
         // folding, when the caller's PCB asks
         cobol::call(folding, [&] {
             Entry lower = dynamicCall("suba", folding.p());
@@ -82,7 +69,7 @@ int dynCall() {
         });
         failures = 1;
         Entry unfolded = dynamicCall("suba", mainPgm.p(), &failures);
-        printf("unfolded=%d failures=%u\n", unfolded != nullptr, failures);
+        printf("unfolded=%d\nunfolded.failures=%u\n", unfolded != nullptr, failures);
         // a name cut at 160 bytes
         std::string longName = "SUBA" + std::string(156, ' ') + "X";
         Entry cut = dynamicCall(longName, mainPgm.p());
@@ -111,10 +98,10 @@ int cancelActive() {
         cobol::call(sub, [&] {
             cobol::put<uint32_t>(sub.ipcb, cobol::ipcbo::status, 0xC0000001u);
             printf("cancel.active=%d\n", cancel("CANSUB", mainPgm.p()));
-            printf("status.kept=%x ent=%d\n", cobol::get<uint32_t>(sub.ipcb, cobol::ipcbo::status), sub.ent());
+            printf("status.kept=%x\nent=%d\n", cobol::get<uint32_t>(sub.ipcb, cobol::ipcbo::status), sub.ent());
         });
         printf("cancel.inactive=%d\n", cancel("CANSUB", mainPgm.p()));
-        printf("status.reset=%x lle=%d\n", cobol::get<uint32_t>(sub.ipcb, cobol::ipcbo::status),
+        printf("status.reset=%x\nlle=%d\n", cobol::get<uint32_t>(sub.ipcb, cobol::ipcbo::status),
                sub.lle() != nullptr);
         // a nested program, by the caller's table of names
         alignas(8) static uint8_t names[4 + 12 + 8];
@@ -128,7 +115,7 @@ int cancelActive() {
         cobol::put<uint32_t>(mainPgm.ipcb, cobol::ipcbo::stride + cobol::ipcbo::status, 0xC0000000u);
         uint8_t inner[] = "INNER1";
         int32_t r = _zvkCancel(reinterpret_cast<int32_t*>(names), 6, inner, mainPgm.p());
-        printf("cancel.nested=%d status=%x\n", r,
+        printf("cancel.nested=%d\nstatus=%x\n", r,
                cobol::get<uint32_t>(mainPgm.ipcb, cobol::ipcbo::stride + cobol::ipcbo::status));
         // and CALL of it gives the address from the caller's own table
         uint64_t entries[1] = {0x1234};
@@ -173,8 +160,8 @@ int stopFromDynamic() {
         e();
         say("not reached");
     });
-    printf("main.ent=%d mainflag=%d\n", mainPgm.ent(), (mainPgm.flag() & 0x80000000u) ? 1 : 0);
-    printf("runcom=%d loaded=%d\n", _zvkProccom->runcom != nullptr, loaded("SUBSTOP.so"));
+    printf("main.ent=%d\nmainflag=%d\n", mainPgm.ent(), (mainPgm.flag() & 0x80000000u) ? 1 : 0);
+    printf("runcom=%d\nloaded=%d\n", _zvkProccom->runcom != nullptr, loaded("SUBSTOP.so"));
     return 0;
 }
 
@@ -223,7 +210,7 @@ int harmless() {
         if (pipe(fds) == 0) {
             close(fds[0]);
             ssize_t w = write(fds[1], "x", 1);
-            printf("write=%zd epipe=%d\n", w, errno == EPIPE);
+            printf("write=%zd\nepipe=%d\n", w, errno == EPIPE);
             close(fds[1]);
         }
         struct sigaction sa;
@@ -271,7 +258,7 @@ int nested(const char* how) {
         printf("ru1=%p\n", static_cast<void*>(ru1));
         _zvkCOBOLLink();
         Runcom* ru2 = _zvkProccom->runcom;
-        printf("ru2=%p parent.ok=%d\n", static_cast<void*>(ru2), ru2->parent == ru1);
+        printf("ru2=%p\nparent.ok=%d\n", static_cast<void*>(ru2), ru2->parent == ru1);
         fflush(stdout);
         if (h == "term") {
             _zvkPgmInit(inner.p());
@@ -295,7 +282,7 @@ int dump(const char* limit) {
     getrlimit(RLIMIT_CORE, &rl);
     rl.rlim_cur = std::string(limit) == "0" ? 0 : rl.rlim_max;
     setrlimit(RLIMIT_CORE, &rl);
-    COBOL_MAIN(pgm, { printf("dump=%d pid=%d\n", ZVKDUMP(), getpid()); });
+    COBOL_MAIN(pgm, { printf("dump=%d\npid=%d\n", ZVKDUMP(), getpid()); });
     return 0;
 }
 
@@ -319,12 +306,8 @@ int threads(const char* rounds) {
             for (int i = 0; i < 20; ++i) {
                 cobol::call(sub, [] {});
                 uint32_t failures = 1;
-                void* rec = _zvkDynLd(nullptr, 3, reinterpret_cast<uint8_t*>(const_cast<char*>("EVA")),
-                                      a->self->p(), nullptr, &failures);
-                if (rec) {
-                    auto plain = reinterpret_cast<const char* (*)(void)>(*static_cast<void**>(rec));
-                    if (strcmp(plain(), "EVA") != 0) printf("wrong program\n");
-                }
+                auto plain = cobol::dynamicCall<const char* (*)(void)>("EVA", a->self->p(), &failures);
+                if (plain && strcmp(plain(), "EVA") != 0) printf("wrong program\n");
             }
             // The other program leaves first; then the main ends the run
             // unit, which does not wait for threads still in it.

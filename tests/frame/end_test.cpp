@@ -1,53 +1,56 @@
 // Dynamic CALL, CANCEL, signals and every way a run unit ends, each in a
-// process of its own (end_scenarios).
+// process of its own (end_scenarios); and the internal routines behind
+// them: the signal table and its stack, default_sigrtn's own decisions,
+// the program cache's decision and eviction.
 
+#include <errno.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <gtest/gtest.h>
-#include <fstream>
-#include <sys/resource.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <map>
-#include <sstream>
+#include <fstream>
 #include <regex>
 
+#include "cobol.h"
+#include "frame/termination.h"
+#include "frame/signals.h"
 #include "scenario.h"
 
+extern "C" void* (*zvkCpmDlopen)(const char* path, int mode);
+
 namespace fs = std::filesystem;
+using scenario::hasLine;
+using scenario::mismatches;
 using scenario::Options;
 using scenario::Result;
 
 namespace {
 
-using scenario::hasLine;
+std::string cobpath() { return scenario::binPath("cobpath"); }
 
-std::string cobpath() { return scenario::binDir() + "/cobpath"; }
-
-Result run(const std::vector<std::string>& args, Options o = {}) {
+Result run(const std::vector<std::string>& args, std::map<std::string, std::optional<std::string>> env = {}) {
+    Options o;
+    o.env = std::move(env);
     if (!o.env.count("LC_ALL")) o.env["LC_ALL"] = "C";
     if (!o.env.count("COBPATH")) o.env["COBPATH"] = cobpath();
-    return scenario::run(scenario::binDir() + "/end_scenarios", args, o);
-}
-
-std::map<std::string, std::string> values(const std::string& out) {
-    std::map<std::string, std::string> m;
-    for (auto& l : scenario::lines(out)) {
-        std::istringstream words(l);
-        std::string w;
-        while (words >> w) {
-            auto eq = w.find('=');
-            if (eq != std::string::npos) m[w.substr(0, eq)] = w.substr(eq + 1);
-        }
-    }
-    return m;
+    return scenario::run(scenario::binPath("end_scenarios"), args, o);
 }
 
 // Messages wrap at 80 columns: join continuation lines for searching.
 std::string unwrapped(const std::string& err) { return std::regex_replace(err, std::regex("\n {9,10}"), " "); }
+
+// What SUBA counted at each call: its WORKING-STORAGE.
+std::vector<std::string> subaCounts(const std::string& out) {
+    std::vector<std::string> counts;
+    for (auto& l : scenario::lines(out))
+        if (l.rfind("SUBA count=", 0) == 0) counts.push_back(l.substr(11));
+    return counts;
+}
 
 bool underSanitizer() {
 #if defined(__SANITIZE_ADDRESS__)
@@ -64,64 +67,43 @@ const char* kEnd901 = "  ZVK901S Program exits due to severe or critical error."
 TEST(DynamicCall, FindsCallsCancelsAlongCobpath) {
     Result r = run({"dyncall"});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    auto v = values(r.out);
-    EXPECT_EQ(v["found"], "1");
-    EXPECT_EQ(v["same"], "1");
-    EXPECT_EQ(v["cancel"], "0");
-    EXPECT_EQ(v["cancel.unknown"], "0");
-    EXPECT_EQ(v["cancel.blank"], "0");
-    EXPECT_EQ(v["alias"], "5");
-    EXPECT_EQ(v["missing"], "0");
-    EXPECT_EQ(v["failures"], "2");
-    EXPECT_EQ(v["folded"], "1");
-    EXPECT_EQ(v["unfolded"], "0");
-    EXPECT_EQ(v["cut"], "1");
-    EXPECT_EQ(v["loaded.during"], "1");
-    // without a cache the run unit's end unloads what it loaded
-    EXPECT_EQ(v["loaded.after"], "0");
-    // three calls count up, CANCEL starts the program afresh
-    std::vector<std::string> counts;
-    for (auto& l : scenario::lines(r.out))
-        if (l.rfind("SUBA count=", 0) == 0) counts.push_back(l.substr(11));
-    EXPECT_EQ(counts, (std::vector<std::string>{"1", "2", "3", "1"}));
+    // names with trailing blanks and zero bytes, cut at 160 bytes or folded
+    // when the caller's PCB asks are the same program; ON EXCEPTION counts
+    EXPECT_EQ(mismatches(r.out, "found=1 same=1 cancel=0 cancel.unknown=0 cancel.blank=0 alias=5 missing=0 "
+                                "missing.failures=2 folded=1 unfolded=0 unfolded.failures=2 cut=1 loaded.during=1 "
+                                "loaded.after=0"),
+              "");
+    EXPECT_EQ(subaCounts(r.out), (std::vector<std::string>{"1", "2", "3", "1"}));   // CANCEL starts afresh
     EXPECT_TRUE(hasLine(r.out, "ALIAS main"));
     EXPECT_EQ(r.err, "");
 }
 
+// The first directory that has the program wins; an empty part ends the
+// list; unset, the current directory.
 TEST(DynamicCall, CobpathOrderAndItsEnd) {
-    // the first directory that has the program wins; an empty part ends the list
-    Options o;
-    o.env["COBPATH"] = "/nonexistent:" + cobpath();
-    EXPECT_EQ(values(run({"dyncall"}, o).out)["found"], "1");
-    o.env["COBPATH"] = "/nonexistent::" + cobpath();
-    Result r = run({"dynfail", "SUBA"}, o);
+    EXPECT_EQ(mismatches(run({"dyncall"}, {{"COBPATH", "/nonexistent:" + cobpath()}}).out, "found=1"), "");
+    Result r = run({"dynfail", "SUBA"}, {{"COBPATH", "/nonexistent::" + cobpath()}});
     EXPECT_NE(unwrapped(r.err).find("ZVK096S  CALL of program SUBA failed: no loadable SUBA in COBPATH"),
               std::string::npos)
         << r.err;
-    // unset: the current directory
-    o.env["COBPATH"] = std::nullopt;
-    r = run({"dynfail", "SUBA"}, o);
+    r = run({"dynfail", "SUBA"}, {{"COBPATH", std::nullopt}});
     EXPECT_NE(r.err.find("ZVK096S"), std::string::npos);
 }
 
-TEST(DynamicCall, MissingProgramGetsItsMessage) {
-    Result r = run({"dynfail", "NOSUCHPGM"});
-    EXPECT_EQ(r.signal, SIGABRT);
-    std::string e = unwrapped(r.err);
-    EXPECT_NE(e.find("ZVK096S  CALL of program NOSUCHPGM failed: no loadable NOSUCHPGM in COBPATH or the "
-                     "system's search path."),
-              std::string::npos)
-        << r.err;
-    EXPECT_NE(e.find(kEnd901), std::string::npos);
-    EXPECT_FALSE(hasLine(r.out, "not reached"));
-
-    r = run({"dynfail", "NOENTRY"});
-    EXPECT_NE(unwrapped(r.err).find("ZVK096S  CALL of program NOENTRY failed: no entry point was found for NOENTRY."),
-              std::string::npos)
-        << r.err;
-    r = run({"dynfail", "    "});
-    EXPECT_NE(unwrapped(r.err).find("ZVK096S  CALL failed: the program name is blank."), std::string::npos) << r.err;
-
+TEST(DynamicCall, FailedCallWithoutOnExceptionGetsItsMessageAndEnds) {
+    for (auto [name, text] : {
+             std::pair{"NOSUCHPGM", "CALL of program NOSUCHPGM failed: no loadable NOSUCHPGM in COBPATH or the "
+                                    "system's search path."},
+             {"NOENTRY", "CALL of program NOENTRY failed: no entry point was found for NOENTRY."},
+             {"    ", "CALL failed: the program name is blank."},
+         }) {
+        Result r = run({"dynfail", name});
+        EXPECT_EQ(r.signal, SIGABRT) << name;
+        std::string e = unwrapped(r.err);
+        EXPECT_NE(e.find(std::string("ZVK096S  ") + text), std::string::npos) << r.err;
+        EXPECT_NE(e.find(kEnd901), std::string::npos) << r.err;
+        EXPECT_FALSE(hasLine(r.out, "not reached"));
+    }
     // A file that is there but is no shared object: the loader says why.
     char dir[] = "/tmp/kvr2cobpathXXXXXX";
     ASSERT_NE(mkdtemp(dir), nullptr);
@@ -131,9 +113,7 @@ TEST(DynamicCall, MissingProgramGetsItsMessage) {
     fputs("not an object\n", f);
     fclose(f);
     chmod(file.c_str(), 0755);
-    Options o;
-    o.env["COBPATH"] = dir;
-    r = run({"dynfail", "BROKEN"}, o);
+    Result r = run({"dynfail", "BROKEN"}, {{"COBPATH", dir}});
     EXPECT_NE(unwrapped(r.err).find("ZVK096S  CALL of program BROKEN failed: no loadable BROKEN in COBPATH or the "
                                     "system's search path (" + file + ": "),
               std::string::npos)
@@ -145,48 +125,22 @@ TEST(DynamicCall, MissingProgramGetsItsMessage) {
 TEST(Cancel, ActiveProgramStaysAndNestedProgramsReset) {
     Result r = run({"cancel"});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    auto v = values(r.out);
-    EXPECT_EQ(v["cancel.active"], "1");
-    EXPECT_EQ(v["status.kept"], "c0000001");
-    EXPECT_EQ(v["ent"], "1");
-    EXPECT_EQ(v["cancel.inactive"], "0");
-    EXPECT_EQ(v["status.reset"], "1");
-    EXPECT_EQ(v["lle"], "0");
-    EXPECT_EQ(v["cancel.nested"], "0");
-    EXPECT_EQ(v["status"], "0");
-    EXPECT_EQ(v["nested.entry"], "1234");
+    EXPECT_EQ(mismatches(r.out, "cancel.active=1 status.kept=c0000001 ent=1 cancel.inactive=0 status.reset=1 lle=0 "
+                                "cancel.nested=0 status=0 nested.entry=1234"),
+              "");
 }
 
-TEST(ProgramCache, KeepsProgramsAcrossRunUnits) {
-    Options o;
-    o.env["COBOL_CPM_CACHE"] = "Yes";
-    Result r = run({"cache"}, o);
+TEST(ProgramCache, OnKeepsProgramsAcrossRunUnitsOffUnloadsAtEachEnd) {
+    Result r = run({"cache"}, {{"COBOL_CPM_CACHE", "Yes"}});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    auto v = values(r.out);
-    EXPECT_EQ(v["cache"], "1");
-    EXPECT_EQ(v["loaded.between"], "1");
-    EXPECT_EQ(v["unload"], "1");
-    EXPECT_EQ(v["loaded.unloaded"], "0");
-    EXPECT_EQ(v["reloaded"], "1");
-    EXPECT_EQ(v["loaded.end"], "1");
-    std::vector<std::string> counts;
-    for (auto& l : scenario::lines(r.out))
-        if (l.rfind("SUBA count=", 0) == 0) counts.push_back(l.substr(11));
-    EXPECT_EQ(counts, (std::vector<std::string>{"1", "2", "1", "1"}));
+    EXPECT_EQ(mismatches(r.out, "cache=1 loaded.between=1 unload=1 loaded.unloaded=0 reloaded=1 loaded.end=1"), "");
+    EXPECT_EQ(subaCounts(r.out), (std::vector<std::string>{"1", "2", "1", "1"}));
     EXPECT_TRUE(hasLine(r.err, "COBOL is Active")) << r.err;
     EXPECT_TRUE(hasLine(r.err, "External Programs - Cache")) << r.err;
-}
 
-TEST(ProgramCache, OffUnloadsAtEachEnd) {
-    Options o;
-    o.env["COBOL_CPM_CACHE"] = "off";
-    Result r = run({"cache"}, o);
+    r = run({"cache"}, {{"COBOL_CPM_CACHE", "off"}});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    auto v = values(r.out);
-    EXPECT_EQ(v["cache"], "0");
-    EXPECT_EQ(v["loaded.between"], "0");
-    EXPECT_EQ(v["unload"], "0");   // nothing in a cache to unload
-    EXPECT_EQ(v["loaded.end"], "0");
+    EXPECT_EQ(mismatches(r.out, "cache=0 loaded.between=0 unload=0 loaded.end=0"), "");
     EXPECT_FALSE(hasLine(r.err, "External Programs - Cache"));
 }
 
@@ -196,72 +150,45 @@ TEST(Endings, StopRunInDynamicProgramReachesMainEpilogue) {
     EXPECT_TRUE(hasLine(r.out, "SUBSTOP stops the run"));
     EXPECT_TRUE(hasLine(r.out, "epilogue 7"));
     EXPECT_FALSE(hasLine(r.out, "not reached"));
-    auto v = values(r.out);
-    EXPECT_EQ(v["main.ent"], "0");
-    EXPECT_EQ(v["mainflag"], "0");
-    EXPECT_EQ(v["runcom"], "0");
-    EXPECT_EQ(v["loaded"], "0");
+    EXPECT_EQ(mismatches(r.out, "main.ent=0 mainflag=0 runcom=0 loaded=0"), "");
 }
 
-// A fatal signal with TRAP on: the explanation, the traceback, message 995
-// and the run unit's end by SIGABRT.
-TEST(Endings, SegvInsideAProgramEndsWithTraceback) {
-    Options o;
-    o.env["COBRTOPT"] = std::nullopt;   // TRAP is on by default
-    Result r = run({"fault", "segv"}, o);
-    EXPECT_EQ(r.signal, SIGABRT) << r.err;
-    EXPECT_TRUE(hasLine(r.out, "faulting"));
-    EXPECT_FALSE(hasLine(r.out, "not reached"));
-    std::string e = unwrapped(r.err);
-    EXPECT_TRUE(std::regex_search(e, std::regex("^SIGSEGV: Likely NULL pointer dereference \\(\\(nil\\)\\)\\.\n")))
-        << r.err;
-    size_t tb = e.find("  Traceback:\n"), end = e.find("    --- End of call chain ---\n");
-    size_t msg = e.find("ZVK995C  Program ends on signal SIGSEGV at 0x");
-    ASSERT_NE(tb, std::string::npos) << r.err;
-    ASSERT_NE(end, std::string::npos);
-    ASSERT_NE(msg, std::string::npos) << r.err;
-    EXPECT_LT(tb, end);
-    EXPECT_LT(end, msg);
-    EXPECT_NE(e.find("(end_scenarios).", msg), std::string::npos) << r.err;   // where, in words
-    EXPECT_NE(e.find(kEnd901, msg), std::string::npos);
-}
-
-TEST(Endings, FpeInsideAProgramEndsWithTraceback) {
-    Options o;
-    o.env["COBRTOPT"] = "TRAP=ON";
-    Result r = run({"fault", "fpe"}, o);
-    EXPECT_EQ(r.signal, SIGABRT) << r.err;
-    std::string e = unwrapped(r.err);
-    EXPECT_EQ(e.rfind("SIGFPE: Integer division by zero.\n", 0), 0u) << r.err;
-    EXPECT_NE(e.find("  Traceback:\n"), std::string::npos);
-    EXPECT_NE(e.find("ZVK995C  Program ends on signal SIGFPE at"), std::string::npos) << r.err;
-}
-
-TEST(Endings, StackOverflowIsReportedFromTheAlternateStack) {
-    if (underSanitizer()) GTEST_SKIP() << "the sanitizer has its own view of the stack";
-    Options o;
-    o.env["COBRTOPT"] = "TRAP=ON";
-    Result r = run({"fault", "overflow"}, o);
-    EXPECT_EQ(r.signal, SIGABRT) << r.err;
-    std::string e = unwrapped(r.err);
-    EXPECT_EQ(e.rfind("SIGSEGV: bad branch or `ulimit -s` may have been exceeded (0x", 0), 0u) << r.err.substr(0, 300);
-    EXPECT_NE(e.find("ZVK995C  Program ends on signal SIGSEGV at"), std::string::npos);
+// A fatal signal with TRAP on (the default): the explanation, the
+// traceback, message 995 saying where, and the end by SIGABRT.
+TEST(Endings, FatalSignalEndsWithExplanationTracebackAnd995) {
+    struct Case {
+        const char *kind, *trap, *explanation, *signal;
+    } cases[] = {
+        {"segv", nullptr, "SIGSEGV: Likely NULL pointer dereference ((nil)).\n", "SIGSEGV"},
+        {"fpe", "TRAP=ON", "SIGFPE: Integer division by zero.\n", "SIGFPE"},
+        // from the alternate stack
+        {"overflow", "TRAP=ON", "SIGSEGV: bad branch or `ulimit -s` may have been exceeded (0x", "SIGSEGV"},
+    };
+    for (const Case& c : cases) {
+        if (underSanitizer() && std::string(c.kind) == "overflow") continue;   // the sanitizer owns the stack
+        Result r = run({"fault", c.kind}, {{"COBRTOPT", c.trap ? std::optional<std::string>(c.trap) : std::nullopt}});
+        EXPECT_EQ(r.signal, SIGABRT) << r.err;
+        EXPECT_TRUE(hasLine(r.out, "faulting"));
+        EXPECT_FALSE(hasLine(r.out, "not reached"));
+        std::string e = unwrapped(r.err);
+        EXPECT_EQ(e.rfind(c.explanation, 0), 0u) << r.err.substr(0, 300);
+        size_t tb = e.find("  Traceback:\n"), end = e.find("    --- End of call chain ---\n", tb);
+        size_t msg = e.find(std::string("ZVK995C  Program ends on signal ") + c.signal + " at 0x", end);
+        ASSERT_NE(msg, std::string::npos) << r.err;
+        EXPECT_LT(tb, end);
+        EXPECT_NE(e.find("(end_scenarios).", msg), std::string::npos) << r.err;   // where, in words
+        EXPECT_NE(e.find(kEnd901, msg), std::string::npos);
+    }
 }
 
 TEST(Endings, TracebackLinesThroughAddr2line) {
-    Options o;
-    o.env["COBRTOPT"] = "TRAP";
-    o.env["traceback_lines"] = "1";
-    Result r = run({"fault", "segv"}, o);
+    Result r = run({"fault", "segv"}, {{"COBRTOPT", "TRAP"}, {"traceback_lines", "1"}});
     EXPECT_EQ(r.signal, SIGABRT);
-    // source lines of the scenario's own frames, from addr2line
     EXPECT_TRUE(std::regex_search(r.err, std::regex("crashSegv.* at .*end_scenarios\\.cpp:[0-9]+"))) << r.err;
 }
 
 TEST(Endings, TrapOffLeavesTheSignalToTheProcess) {
-    Options o;
-    o.env["COBRTOPT"] = "TRAP=OFF";
-    Result r = run({"fault", "segv"}, o);
+    Result r = run({"fault", "segv"}, {{"COBRTOPT", "TRAP=OFF"}});
     if (!underSanitizer()) {
         EXPECT_EQ(r.signal, SIGSEGV);
     }
@@ -269,73 +196,52 @@ TEST(Endings, TrapOffLeavesTheSignalToTheProcess) {
     EXPECT_EQ(r.err.find("Likely NULL"), std::string::npos);
 }
 
-TEST(Endings, AbortPrintsTracebackAndEnds) {
-    Options o;
-    o.env["COBRTOPT"] = "TRAP=ON";
-    o.env["__ZVKDEBUG"] = "1";
-    Result r = run({"fault", "abort"}, o);
+TEST(Endings, AbortTracesEachStepOfTheEnd) {
+    Result r = run({"fault", "abort"}, {{"COBRTOPT", "TRAP=ON"}, {"__ZVKDEBUG", "1"}});
     EXPECT_EQ(r.signal, SIGABRT);
-    EXPECT_TRUE(std::regex_search(r.err, std::regex("\n_zvkAbort: PID [0-9]+ Proccom @0x[0-9a-f]+ Runcom @@0x[0-9a-f]+  "
-                                                    "reason=5  signal=0  abort=0  stop=@\\(nil\\)  abrt=@\\(nil\\)  "
-                                                    "jmp=@0x[0-9a-f]+  main 1 cored 0\n")))
-        << r.err;
-    EXPECT_TRUE(std::regex_search(r.err, std::regex("\nTermCobolRte: PID [0-9]+ .* reason=5 ")));
-    EXPECT_TRUE(std::regex_search(r.err, std::regex("\nRunUnitTerm: PID [0-9]+ .* reason=5 ")));
+    for (const char* re : {"\n_zvkAbort: PID [0-9]+ Proccom @0x[0-9a-f]+ Runcom @@0x[0-9a-f]+  reason=5  signal=0  "
+                           "abort=0  stop=@\\(nil\\)  abrt=@\\(nil\\)  jmp=@0x[0-9a-f]+  main 1 cored 0\n",
+                           "\nTermCobolRte: PID [0-9]+ .* reason=5 ", "\nRunUnitTerm: PID [0-9]+ .* reason=5 "})
+        EXPECT_TRUE(std::regex_search(r.err, std::regex(re))) << re << "\n---\n" << r.err;
 }
 
+// SIGUSR1 is traced and the run goes on; SIGPIPE is ignored; the run
+// unit's end puts back the handlers that were there before.
 TEST(Signals, HarmlessSignalsLetTheRunGoOn) {
-    Options o;
-    o.env["COBRTOPT"] = "TRAP=ON";
-    Result r = run({"harmless"}, o);
+    Result r = run({"harmless"}, {{"COBRTOPT", "TRAP=ON"}});
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_TRUE(hasLine(r.out, "after usr1"));
     EXPECT_NE(r.err.find("\n  Signal received: 10 (User defined signal 1)\n\n  Traceback:\n"), std::string::npos)
         << r.err;
-    auto v = values(r.out);
-    EXPECT_EQ(v["write"], "-1");   // SIGPIPE is ignored: the write fails
-    EXPECT_EQ(v["epipe"], "1");
-    EXPECT_EQ(v["segv.ours"], "1");
-    // the run unit's end puts back what was there before
-    if (!underSanitizer()) {
-        EXPECT_EQ(v["segv.after"], "1");
-    }
-    EXPECT_EQ(v["pipe.after"], "1");
+    EXPECT_EQ(mismatches(r.out, underSanitizer() ? "write=-1 epipe=1 segv.ours=1 pipe.after=1"
+                                                 : "write=-1 epipe=1 segv.ours=1 pipe.after=1 segv.after=1"),
+              "");
 }
 
-TEST(HostEndings, CleanUpCallsStopWithTokenAndExitsSix) {
+TEST(HostEndings, CleanUpStopsFaultAbortsTermReturns) {
     Result r = run({"host", "cleanup"});
     EXPECT_EQ(r.exitCode, 6) << r.err;
     EXPECT_TRUE(hasLine(r.out, "host stop token=feed"));
     EXPECT_FALSE(hasLine(r.out, "not reached"));
-}
 
-TEST(HostEndings, FaultCallsMsgAndAbrtWithToken) {
-    Options o;
-    o.env["COBRTOPT"] = "TRAP=ON";
-    Result r = run({"host", "segv"}, o);
+    r = run({"host", "segv"}, {{"COBRTOPT", "TRAP=ON"}});
     EXPECT_EQ(r.exitCode, 19) << r.err;
     EXPECT_NE(r.out.find("host msg exit=1 facility=QRNB token=feed"), std::string::npos) << r.out;
     EXPECT_NE(r.out.find("ZVK995C  Program ends on signal SIGSEGV"), std::string::npos) << r.out;
     EXPECT_TRUE(hasLine(r.out, "host abrt token=feed"));
     EXPECT_FALSE(hasLine(r.out, "host stop token=feed"));
-}
 
-TEST(HostEndings, CobolTermEndsTheRuntimeAndReturns) {
-    Result r = run({"host", "term"});
+    r = run({"host", "term"});
     EXPECT_EQ(r.exitCode, 0) << r.err;
     EXPECT_TRUE(hasLine(r.out, "term.rc=0 proccom=0"));
     EXPECT_FALSE(hasLine(r.out, "host stop token=feed"));   // stop was taken off first
 }
 
 TEST(NestedRunUnits, InnerEndsAndOuterResumes) {
-    Options o;
-    o.env["__ZVKDEBUG"] = "1";
-    Result r = run({"nested", "return"}, o);
+    Result r = run({"nested", "return"}, {{"__ZVKDEBUG", "1"}});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    auto v = values(r.out);
-    EXPECT_EQ(v["parent.ok"], "1");
-    EXPECT_EQ(v["resumed"], "1");
-    EXPECT_EQ(v["runcom.end"], "0");
+    auto v = scenario::values(r.out);
+    EXPECT_EQ(mismatches(r.out, "parent.ok=1 resumed=1 runcom.end=0"), "");
     EXPECT_TRUE(hasLine(r.out, "inner body"));
     EXPECT_TRUE(std::regex_search(r.err, std::regex("RunUnitTerm: " + v["ru2"] +
                                                     " Resuming prior Run Unit\\.\\.\\. PID [0-9]+ Proccom @0x[0-9a-f]+ "
@@ -344,11 +250,9 @@ TEST(NestedRunUnits, InnerEndsAndOuterResumes) {
 }
 
 TEST(NestedRunUnits, RuntimeEndEndsThemInnermostFirst) {
-    Options o;
-    o.env["__ZVKDEBUG"] = "1";
-    Result r = run({"nested", "term"}, o);
+    Result r = run({"nested", "term"}, {{"__ZVKDEBUG", "1"}});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    auto v = values(r.out);
+    auto v = scenario::values(r.out);
     EXPECT_TRUE(hasLine(r.out, "term rc=0 proccom=0"));
     size_t inner = r.err.find("RunUnitTerm: PID");
     ASSERT_NE(inner, std::string::npos);
@@ -360,65 +264,232 @@ TEST(NestedRunUnits, RuntimeEndEndsThemInnermostFirst) {
     EXPECT_NE(r.err.find("TermCobolRte: returning..."), std::string::npos);
 }
 
-class CoreFiles : public ::testing::Test {
-protected:
-    fs::path dir;
-    void SetUp() override {
-        char tmpl[] = "/tmp/kvr2coreXXXXXX";
-        dir = mkdtemp(tmpl);
-    }
-    void TearDown() override { fs::remove_all(dir); }
-};
-
-// Whether this machine lets a process have a core made by gcore: a hard
-// core limit above zero, and a process may be traced by its child.
-bool coresPossible() {
-    struct rlimit rl;
-    if (getrlimit(RLIMIT_CORE, &rl) != 0 || rl.rlim_max == 0) return false;
-    std::ifstream yama("/proc/sys/kernel/yama/ptrace_scope");
-    int scope = 0;
-    if (yama >> scope && scope != 0) return false;
-    return true;
-}
-
-TEST_F(CoreFiles, WrittenWhereCobcoreSays) {
-    if (access("/usr/bin/gcore", X_OK) != 0) GTEST_SKIP() << "no gcore";
-    if (underSanitizer()) GTEST_SKIP() << "a core of a sanitized process is too large";
-    if (!coresPossible()) GTEST_SKIP() << "this machine allows no core files or no tracing";
-    Options o;
-    o.env["COBCORE"] = dir.string() + "/%";
-    Result r = run({"dump", "max"}, o);
+// A core by gcore where COBCORE says, when this machine allows one (a
+// hard core limit above zero, tracing by a child); none at limit zero or
+// when gcore fails.
+TEST(CoreFiles, WrittenWhereCobcoreSaysOrNone) {
+    char tmpl[] = "/tmp/kvr2coreXXXXXX";
+    const fs::path dir = mkdtemp(tmpl);
+    Result r = run({"dump", "0"}, {{"COBCORE", dir.string() + "/%"}});
     ASSERT_EQ(r.exitCode, 0) << r.err;
-    auto v = values(r.out);
-    EXPECT_EQ(v["dump"], "1") << r.err;
-    std::smatch m;
-    ASSERT_TRUE(std::regex_search(r.err, m, std::regex("Created core file: (" + dir.string() +
-                                                       "/core\\.DUMPPGM\\.[0-9]{8}\\.[0-9]{6}\\.[0-9]{6}[-+][0-9]+\\." +
-                                                       v["pid"] + ")\n")))
-        << r.err;
-    EXPECT_TRUE(fs::exists(m[1].str())) << m[1].str();
-}
-
-TEST_F(CoreFiles, NoneWhenTheLimitIsZeroOrGcoreFails) {
-    Options o;
-    o.env["COBCORE"] = dir.string() + "/%";
-    Result r = run({"dump", "0"}, o);
-    ASSERT_EQ(r.exitCode, 0) << r.err;
-    EXPECT_EQ(values(r.out)["dump"], "0");
+    EXPECT_EQ(mismatches(r.out, "dump=0"), "");
     EXPECT_EQ(r.err, "");
     EXPECT_TRUE(fs::is_empty(dir));
-    if (access("/usr/bin/gcore", X_OK) != 0 || underSanitizer() || !coresPossible()) return;
-    o.env["COBCORE"] = dir.string() + "/no/such/dir/core";
-    r = run({"dump", "max"}, o);
-    EXPECT_EQ(values(r.out)["dump"], "0");
-    EXPECT_TRUE(std::regex_search(r.err, std::regex("^Create core file failed: 1 - "))) << r.err;
+
+    struct rlimit rl;
+    int scope = 0;
+    std::ifstream("/proc/sys/kernel/yama/ptrace_scope") >> scope;
+    if (access("/usr/bin/gcore", X_OK) == 0 && !underSanitizer() && getrlimit(RLIMIT_CORE, &rl) == 0 &&
+        rl.rlim_max != 0 && scope == 0) {
+        r = run({"dump", "max"}, {{"COBCORE", dir.string() + "/%"}});
+        ASSERT_EQ(r.exitCode, 0) << r.err;
+        auto v = scenario::values(r.out);
+        EXPECT_EQ(v["dump"], "1") << r.err;
+        std::smatch m;
+        EXPECT_TRUE(std::regex_search(r.err, m, std::regex("Created core file: (" + dir.string() +
+                                                           "/core\\.DUMPPGM\\.[0-9]{8}\\.[0-9]{6}\\.[0-9]{6}[-+][0-9]+\\." +
+                                                           v["pid"] + ")\n")))
+            << r.err;
+        EXPECT_TRUE(!m.empty() && fs::exists(m[1].str())) << r.err;
+        r = run({"dump", "max"}, {{"COBCORE", dir.string() + "/no/such/dir/core"}});
+        EXPECT_EQ(mismatches(r.out, "dump=0"), "");
+        EXPECT_TRUE(std::regex_search(r.err, std::regex("^Create core file failed: 1 - "))) << r.err;
+    }
+    fs::remove_all(dir);
 }
 
+// The test ThreadSanitizer runs (build-tsan): two threads calling
+// programs while run units start and end.
 TEST(Threads, TwoThreadsCallProgramsWhileRunUnitsStartAndEnd) {
-    Options o;
-    o.env["COBRTOPT"] = "TRAP=ON";
-    Result r = run({"threads", "5"}, o);
+    Result r = run({"threads", "5"}, {{"COBRTOPT", "TRAP=ON"}});
     ASSERT_EQ(r.exitCode, 0) << r.err;
     EXPECT_TRUE(hasLine(r.out, "runs=6 runcom=0")) << r.out;
     EXPECT_EQ(r.out.find("wrong program"), std::string::npos);
+}
+
+// ------------------------------------------------------------ internals
+
+namespace {
+
+void foreignHandler(int) {}
+
+struct sigaction current(int sig) {
+    struct sigaction sa;
+    sigaction(sig, nullptr, &sa);
+    return sa;
+}
+
+int recorded = 0;
+void recorder(int, siginfo_t*, void*) { ++recorded; }
+
+}  // namespace
+
+// The default table: default_sigrtn with SA_SIGINFO and every signal of
+// the table blocked, the alternate stack for the two that need it, SIGPIPE
+// and SIGIO ignored.  Tables stack; the last restore gives back exactly
+// what was there before.
+TEST(SignalTable, InstallThenRestoreGivesBackWhatWasThere) {
+    const int sigs[] = {SIGHUP,  SIGWINCH, SIGINT,  SIGQUIT, SIGTTIN, SIGTTOU, SIGTSTP, SIGTERM,
+                        SIGABRT, SIGSEGV,  SIGILL,  SIGFPE,  SIGBUS,  SIGSYS,  SIGPWR,  SIGSTKFLT,
+                        SIGXCPU, SIGXFSZ,  SIGUSR1, SIGUSR2, SIGCONT, SIGTRAP, SIGPIPE, SIGIO};
+    signal(SIGUSR1, foreignHandler);
+    signal(SIGHUP, SIG_IGN);
+    struct sigaction before[std::size(sigs)];
+    for (size_t i = 0; i < std::size(sigs); ++i) before[i] = current(sigs[i]);
+
+    zvkSignalInstallTable(nullptr, nullptr, nullptr);   // the default table
+    for (int sig : sigs) {
+        struct sigaction sa = current(sig);
+        if (sig == SIGPIPE || sig == SIGIO) {
+            EXPECT_EQ(sa.sa_handler, SIG_IGN) << sig;
+            continue;
+        }
+        EXPECT_EQ(sa.sa_sigaction, default_sigrtn) << sig;
+        EXPECT_TRUE(sa.sa_flags & SA_SIGINFO) << sig;
+        EXPECT_TRUE(sigismember(&sa.sa_mask, SIGABRT)) << sig;
+        EXPECT_EQ((sa.sa_flags & SA_ONSTACK) != 0, sig == SIGSEGV || sig == SIGSTKFLT) << sig;
+    }
+    static SignalRow table[kSignalRows];
+    zvkSignalCopyTemplate(table);
+    zvkSignalInstallTable(table, nullptr, recorder);
+    zvkSignalRestoreTop();   // the nested one
+    EXPECT_EQ(current(SIGUSR1).sa_sigaction, default_sigrtn);
+    zvkSignalRestoreTop();   // the default table
+    for (size_t i = 0; i < std::size(sigs); ++i) {
+        EXPECT_EQ(current(sigs[i]).sa_handler, before[i].sa_handler) << sigs[i];
+        EXPECT_EQ(current(sigs[i]).sa_flags & SA_SIGINFO, before[i].sa_flags & SA_SIGINFO) << sigs[i];
+    }
+    EXPECT_EQ(current(SIGUSR1).sa_handler, foreignHandler);
+    EXPECT_EQ(current(SIGHUP).sa_handler, SIG_IGN);
+}
+
+TEST(SignalTable, RunUnitsEndingOutOfOrderStillRestoreTheOriginal) {
+    signal(SIGUSR2, foreignHandler);
+    Runcom a{}, b{};
+    std::vector<uint8_t> ta(zvkSignalTableSize), tb(zvkSignalTableSize);
+    a.signals = ta.data();
+    b.signals = tb.data();
+    zvkSignalInstall(&a);
+    zvkSignalInstall(&b);
+    EXPECT_TRUE(zvkSignalTableInstalled(ta.data()));
+    zvkSignalRestore(&a);   // the outer one first
+    EXPECT_FALSE(zvkSignalTableInstalled(ta.data()));
+    EXPECT_EQ(current(SIGUSR2).sa_sigaction, default_sigrtn);   // b is still in force
+    zvkSignalRestore(&b);
+    EXPECT_EQ(current(SIGUSR2).sa_handler, foreignHandler);
+    EXPECT_EQ(current(SIGSTKFLT).sa_handler, SIG_DFL);   // two rows, put back latest first
+}
+
+// Class 0: the row's routine runs and the run goes on; resource limits
+// warn twice, then the routine is no longer run; a handler of the old
+// kind put in by other code is left to itself.
+TEST(DefaultSigrtn, RunsTheRowRoutineAndReturnsForClassZero) {
+    static SignalRow table[kSignalRows];
+    zvkSignalCopyTemplate(table);
+    zvkSignalInstallTable(table, nullptr, recorder);
+    recorded = 0;
+    raise(SIGUSR1);
+    EXPECT_EQ(recorded, 1);
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 3; ++i) default_sigrtn(SIGXCPU, nullptr, nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "SIGXCPU: `ulimit -t` exceeded, we may get killed.\n"
+                                                      "SIGXCPU: `ulimit -t` exceeded, we may get killed.\n");
+    EXPECT_EQ(recorded, 3);
+    signal(SIGUSR2, foreignHandler);
+    default_sigrtn(SIGUSR2, nullptr, nullptr);
+    EXPECT_EQ(recorded, 3);
+    EXPECT_EQ(current(SIGUSR2).sa_handler, foreignHandler);
+    zvkSignalRestoreTop();
+}
+
+TEST(ProgramCache, DecisionFromTheEnvironment) {
+    struct Case {
+        const char *cache, *size;
+        uint32_t start, expect;
+    } cases[] = {
+        {"1", nullptr, 2, 1},  {"Active", nullptr, 2, 1}, {"enabled", nullptr, 0, 1}, {"Yes", nullptr, 0, 1},
+        {"true", nullptr, 0, 1}, {"0", nullptr, 1, 0},    {"Disabled", nullptr, 1, 0}, {"no", nullptr, 1, 0},
+        {"false", nullptr, 1, 0}, {"ON", nullptr, 0, 1},   {"off", nullptr, 1, 0},     {"Ox", nullptr, 7, 7},
+        {"maybe", nullptr, 0, 2}, {"", "0x10", 0, 1},      {nullptr, "0", 1, 0},       {nullptr, nullptr, 2, 2},
+        {"0", "5", 1, 0},
+    };
+    for (const Case& c : cases) {
+        if (c.cache) setenv("COBOL_CPM_CACHE", c.cache, 1); else unsetenv("COBOL_CPM_CACHE");
+        if (c.size) setenv("COB_CPM_SIZE_MAX", c.size, 1); else unsetenv("COB_CPM_SIZE_MAX");
+        _zvkProccom->cache = c.start;
+        _zvk_cpm_create();
+        EXPECT_EQ(_zvkProccom->cache, c.expect) << (c.cache ? c.cache : "(unset)") << " " << (c.size ? c.size : "");
+    }
+    unsetenv("COBOL_CPM_CACHE");
+    unsetenv("COB_CPM_SIZE_MAX");
+}
+
+namespace {
+
+int failNext = 0;   // dlopen calls to fail for lack of memory (-1: all)
+void* scarceDlopen(const char* path, int mode) {
+    if (failNext != 0) {
+        if (failNext > 0) --failNext;
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return dlopen(path, mode);
+}
+
+bool loaded(const char* name) { return cobol::loaded(std::string(KVR2_COBPATH_DIR) + "/" + name + ".so"); }
+
+const char* callPlain(const char* name, PCB* caller, uint32_t* failures = nullptr) {
+    auto plain = cobol::dynamicCall<const char* (*)(void)>(name, caller, failures);
+    return plain ? plain() : nullptr;
+}
+
+void noop() {}
+
+}  // namespace
+
+class Eviction : public ::testing::Test {
+protected:
+    // static: the run unit refers to it up to the end of the process
+    static inline cobol::Program mainPgm{"EVMAIN", reinterpret_cast<void*>(&noop)};
+    void SetUp() override {
+        setenv("COBPATH", KVR2_COBPATH_DIR, 1);
+        _zvkPgmInit(mainPgm.p());
+        _zvk_cpm_enable();   // the cache, and this run unit falls through to it
+        zvkCpmDlopen = scarceDlopen;
+    }
+};
+
+TEST_F(Eviction, TheLeastRecentlyUsedProgramMakesRoom) {
+    ASSERT_NE(_zvkProccom->plle, nullptr);
+    for (const char* name : {"EVA", "EVB", "EVC", "EVA"}) EXPECT_STREQ(callPlain(name, mainPgm.p()), name);
+    failNext = 1;
+    EXPECT_STREQ(callPlain("EVD", mainPgm.p()), "EVD");
+    EXPECT_FALSE(loaded("EVB"));   // the oldest went
+    EXPECT_TRUE(loaded("EVA") && loaded("EVC") && loaded("EVD"));
+    EXPECT_STREQ(callPlain("EVB", mainPgm.p()), "EVB");   // loaded again when called
+    EXPECT_TRUE(loaded("EVB"));
+}
+
+TEST_F(Eviction, NothingLeftToEvictIsLackOfMemory) {
+    EXPECT_STREQ(callPlain("EVA", mainPgm.p()), "EVA");
+    failNext = -1;
+    uint32_t failures = 1;
+    EXPECT_EQ(callPlain("EVB", mainPgm.p(), &failures), nullptr);
+    EXPECT_EQ(failures, 2u);
+    EXPECT_FALSE(loaded("EVA"));
+    EXPECT_DEATH(callPlain("EVC", mainPgm.p()), "ZVK096S  CALL of program EVC failed: not enough storage to load EVC\\.");
+    failNext = 0;
+}
+
+TEST(DynamicCall, KnownProgramWithoutAddressIsReportedNotStringMode) {
+    static cobol::Program mainPgm("NAMAIN", reinterpret_cast<void*>(&noop));
+    static cobol::Program noAddress("NOADDR", nullptr);
+    _zvkPgmInit(mainPgm.p());
+    _zvkPgmInit(noAddress.p());
+    _zvkPgmExit(noAddress.i());
+    uint32_t failures = 1;
+    EXPECT_EQ(callPlain("NOADDR", mainPgm.p(), &failures), nullptr);
+    EXPECT_EQ(failures, 2u);
+    EXPECT_DEATH(callPlain("NOADDR", mainPgm.p()),
+                 "ZVK096S  CALL of program NOADDR failed: NOADDR is known but has no entry\\s+address\\.");
 }

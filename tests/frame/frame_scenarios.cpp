@@ -218,7 +218,6 @@ int txmn() {
         _zvkWriteERRmsg(907, 0);
         printf("not reached\n");
     });
-    showInt("proccom.after", _zvkProccom != nullptr);
     return 0;
 }
 

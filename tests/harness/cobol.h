@@ -5,10 +5,13 @@
 // armed with sigsetjmp, and recorders for a host's routines.
 #pragma once
 
+#include <dlfcn.h>
 #include <setjmp.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
+
+#include <string>
 
 #include "kvr2/kvr2.h"
 
@@ -73,6 +76,22 @@ inline void call(Program& p, Body body) {
     _zvkPgmInit(p.p());
     body();
     _zvkPgmExit(p.i());
+}
+
+// CALL identifier: the entry point from the record _zvkDynLd gives back,
+// null when the call failed under ON EXCEPTION (failures counts it).
+template <class Entry = int (*)(void)>
+inline Entry dynamicCall(std::string name, PCB* caller, uint32_t* failures = nullptr) {
+    void* rec = _zvkDynLd(nullptr, static_cast<int64_t>(name.size()), reinterpret_cast<uint8_t*>(name.data()), caller,
+                          nullptr, failures);
+    return rec ? reinterpret_cast<Entry>(*static_cast<void**>(rec)) : nullptr;
+}
+
+// Whether the shared object at this path is loaded in this process.
+inline bool loaded(const std::string& path) {
+    void* h = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
+    if (h) dlclose(h);
+    return h != nullptr;
 }
 
 }  // namespace cobol

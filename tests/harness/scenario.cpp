@@ -127,6 +127,12 @@ Result run(const std::string& program, const std::vector<std::string>& args, con
 }
 
 std::string binDir() { return KVR2_TEST_BIN_DIR; }
+std::string binPath(const std::string& name) {
+    std::string path = KVR2_TEST_BIN_DIR;
+    path += '/';
+    path += name;
+    return path;
+}
 std::string libDir() { return KVR2_TEST_LIB_DIR; }
 std::string sourceDir() { return KVR2_SOURCE_DIR; }
 
@@ -165,6 +171,22 @@ std::map<std::string, std::string> values(const std::string& out) {
         if (eq != std::string::npos && l.find(' ') > eq) m[l.substr(0, eq)] = l.substr(eq + 1);
     }
     return m;
+}
+
+std::string mismatches(const std::string& out, const std::string& expected) {
+    auto got = values(out);
+    std::istringstream words(expected);
+    std::string word, report;
+    while (words >> word) {
+        auto eq = word.find('=');
+        std::string key = word.substr(0, eq), want = eq == std::string::npos ? "" : word.substr(eq + 1);
+        auto it = got.find(key);
+        if (it == got.end())
+            report += key + " missing (want " + want + ")\n";
+        else if (it->second != want)
+            report += key + "=" + it->second + " (want " + want + ")\n";
+    }
+    return report;
 }
 
 }  // namespace scenario

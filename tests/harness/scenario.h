@@ -32,6 +32,8 @@ Result run(const std::string& program, const std::vector<std::string>& args, con
 
 // The directory holding the test programs (set by CMake).
 std::string binDir();
+// The path of the test program `name` in binDir().
+std::string binPath(const std::string& name);
 std::string libDir();
 std::string sourceDir();
 
@@ -48,5 +50,10 @@ std::map<std::string, std::string> values(const std::string& out);
 // localedef from `input` and `charmap` on first need; empty when it cannot
 // be built.  Tests running at once may ask for the same locale.
 std::string locale(const std::string& input, const std::string& charmap, const std::string& name);
+
+// The blank-separated "key=value" words of `expected` that the output's
+// values do not match, one "key=<got> (want <value>)" line each: empty
+// when all agree, and otherwise the whole difference in one failure.
+std::string mismatches(const std::string& out, const std::string& expected);
 
 }  // namespace scenario
