@@ -2,11 +2,13 @@
 // lays it out, that runs the statements its arguments name through the
 // real module:
 //   lsq_scenarios [assign=NAME] [optional] [record=N] [variable]
-//                 [linage=LINES,FOOTING,TOP,BOTTOM] [verbose] OP...
+//                 [linage=LINES,FOOTING,TOP,BOTTOM] [nostatus] [verbose] OP...
 // OP is open:input|output|extend|io, close, close:lock, read, or
 // write:HOW:TEXT, HOW being plain, aN or bN (AFTER or BEFORE ADVANCING N
 // LINES), ap or bp (PAGE).  Each prints the line the COBOL program of
-// cobol_program.py displays for it; verbose adds FS2 and the feedback.
+// cobol_program.py displays for it; verbose adds FS2, the feedback and
+// the length READ leaves in the record area.  A variable record's WRITE
+// passes TEXT's length, the bytes after it being 'Z', not the record's.
 // The program ends as STOP RUN does, closing what is open.
 
 #include <cstdio>
@@ -82,7 +84,7 @@ void run(int argc, char** argv) {
             const size_t colon = op.find(':', 6);
             const std::string how = op.substr(6, colon - 6);
             const std::string text = colon == std::string::npos ? "" : op.substr(colon + 1);
-            memset(fcb.record, ' ', fib.maxLength);
+            memset(fcb.record, fib.recordFormat == ZVK_RECORD_VARIABLE ? 'Z' : ' ', fib.maxLength);
             memcpy(fcb.record, text.data(), text.size() < fib.maxLength ? text.size() : fib.maxLength);
             fcb.write(&fcb, element, writeHow(how), static_cast<uint32_t>(text.size()));
             show("write:" + how);
@@ -115,6 +117,7 @@ int main(int argc, char** argv) {
         else if (a.rfind("record=", 0) == 0) length = static_cast<uint32_t>(atoi(a.c_str() + 7));
         else if (a == "variable") fib.recordFormat = ZVK_RECORD_VARIABLE;
         else if (a == "verbose") verbose = true;
+        else if (a == "nostatus") fib.statusCell = fib.feedbackCell = nullptr;
         else if (sscanf(a.c_str(), "linage=%u,%u,%u,%u", &lines, &footing, &top, &bottom) == 4) {
             linage = true;
             fib.linage = ZVK_LINAGE | (footing ? ZVK_LINAGE_FOOTING : 0) | (top ? ZVK_LINAGE_TOP : 0) |
