@@ -55,7 +55,9 @@ bool samePrefix(const char* a, const char* b) {
 
 void* tryLoad(const char* dir, const char* file, int flags) {
     char path[4096];
-    if (snprintf(path, sizeof path, "%s/%s", dir, file) >= static_cast<int>(sizeof path)) return nullptr;
+    const size_t n = strlen(dir);
+    const char* slash = n && dir[n - 1] == '/' ? "" : "/";
+    if (snprintf(path, sizeof path, "%s%s%s", dir, slash, file) >= static_cast<int>(sizeof path)) return nullptr;
     if (access(path, R_OK | X_OK) != 0) return nullptr;
     return dlopen(path, flags);
 }
