@@ -6,7 +6,7 @@ import re
 import subprocess
 import sys
 
-demo = sys.argv[1]
+demo, batch, transactions = sys.argv[1], sys.argv[2], sys.argv[3]
 env = dict(os.environ)
 env.pop("COBRTOPT", None)
 r = subprocess.run([demo], env=env, capture_output=True, text=True)
@@ -28,4 +28,24 @@ for pattern in order:
         i += 1
     if i == len(lines):
         sys.exit(f"trace line {pattern!r} missing or out of order:\n{r.stderr}")
-print("demo ran")
+# The batch demo: its report, byte for byte.
+import tempfile
+with tempfile.TemporaryDirectory() as tmp:
+    report = os.path.join(tmp, "report.txt")
+    env = dict(os.environ, TRANSIN=transactions, REPORTOUT=report)
+    env.pop("COBRTOPT", None)
+    r = subprocess.run([batch], env=env, capture_output=True, text=True)
+    assert r.returncode == 0 and r.stderr == "", r
+    assert r.stdout == "DEMOBATCH: 6 TRANSACTIONS, TOTAL        -102,152.28\n", r.stdout
+    want = ("ACCOUNT                 AMOUNT\n"
+            "ACCT0001          1,250.00\n"
+            "ACCT0002            -45.50\n"
+            "ACCT0003         19,999.99\n"
+            "ACCT0001              0.01\n"
+            "ACCT0004       -123,456.78\n"
+            "ACCT0005            100.00\n"
+            "\n"
+            "TOTAL          -102,152.28\n")
+    got = open(report).read()
+    assert got == want, got
+print("demos ran")
