@@ -118,8 +118,12 @@ extern "C" char* _zvk_Concat_Next(ConcatRecord* record) {
         char* base = nullptr;
         int rc = GDS_Name(name, &base, 0, record->nameSpace);
         if (rc != -1) {
+            // One generation of a group in the list ("g(-1)") is read from
+            // its own file, as it would be on its own.
+            const bool generation = rc == 1 && base && strlen(base) < sizeof generationName;
+            if (generation) strcpy(generationName, base);
             free(base);
-            return name;
+            return generation ? generationName : name;
         }
         // The slot keeps the group's base name ("grp" of "grp(*)"), never
         // longer than the name, so it is copied in place.

@@ -85,6 +85,12 @@ TEST_F(Concat, FilesAndAGroupAreWalkedInOrderTheGroupNewestFirst) {
     EXPECT_EQ(walk(r), (std::vector<std::string>{"f1", generation(grp, 3), generation(grp, 2), generation(grp, 1), "f2"}));
     _zvk_Concat_Free(r);
 
+    // A single generation in the list is its file.
+    r = check("f1:" + grp + "(-1):f2");
+    ASSERT_NE(r, nullptr);
+    EXPECT_EQ(walk(r), (std::vector<std::string>{"f1", generation(grp, 2), "f2"}));
+    _zvk_Concat_Free(r);
+
     r = check(grp + "(*)");
     ASSERT_NE(r, nullptr);
     EXPECT_EQ(isConcat, 1u);
