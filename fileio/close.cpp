@@ -19,8 +19,8 @@ bool zvkDebugOpen(void) {
 KVR2_API void _zvkGenericClose(FCB* fcb, IPCB* element, uint32_t variant) {
     FIB* fib = zvkFileFib(fcb, element);
     if (zvkDebugOpen())
-        fprintf(stderr, "Closing %c%c%c-%s as '%s' %s %s FS1=%.2d FS2=%d\n", fcb->prefix[0], fcb->prefix[1],
-                fcb->prefix[2], fib->name, fcb->fileName ? fcb->fileName : "",
+        fprintf(stderr, "Closing %c%c%c-%s as '%.*s' %s %s FS1=%.2d FS2=%d\n", fcb->prefix[0], fcb->prefix[1],
+                fcb->prefix[2], fib->name, static_cast<int>(zvkFileNameLength(fcb)), fcb->fileName ? fcb->fileName : "",
                 (fcb->state & ZVK_STATE_CONCATENATION) ? "(concat)" : "",
                 fcb->concat && !(fcb->state & ZVK_STATE_CONCATENATION) ? "(GDS)" : "", fcb->status,
                 static_cast<int>(fcb->fs2));

@@ -158,9 +158,9 @@ KVR2_API void _zvkCallUseProc(FCB* fcb, uint32_t variant, IPCB* element) {
     if (debug) {
         char fs1[3];
         snprintf(fs1, sizeof fs1, "%2.2u", static_cast<unsigned>(fcb->status % 100));
-        fprintf(stderr, "FS=%d:%d errno=%d verb=%x last=%x file=%s\nFS1=%2.2s FS2=%s\n", fcb->status,
-                static_cast<int>(fcb->fs2), errno, fcb->verb, fcb->lastVerb, fcb->fileName ? fcb->fileName : "", fs1,
-                fs2Text);
+        fprintf(stderr, "FS=%d:%d errno=%d verb=%x last=%x file=%.*s\nFS1=%2.2s FS2=%s\n", fcb->status,
+                static_cast<int>(fcb->fs2), errno, fcb->verb, fcb->lastVerb, static_cast<int>(zvkFileNameLength(fcb)),
+                fcb->fileName ? fcb->fileName : "", fs1, fs2Text);
     }
     if ((fcb->clauses & ZVK_CLAUSE_INVALID_KEY) && fcb->status >= 20 && fcb->status <= 24) return;
     if (fcb->status == 10 && (fcb->clauses & ZVK_CLAUSE_AT_END)) {

@@ -25,6 +25,12 @@ uint8_t* zvkFileField(void** cell, uint32_t offset) {
     return static_cast<uint8_t*>(*cell) + offset;
 }
 
+size_t zvkFileNameLength(const FCB* fcb) {
+    if (!fcb->fileName) return 0;
+    if (fcb->fib && fcb->fileName == fcb->fib->assignment) return strnlen(fcb->fileName, fcb->fib->assignLength);
+    return strlen(fcb->fileName);
+}
+
 void zvkStoreFileStatus(const FCB* fcb, const FIB* fib) {
     uint8_t* field = zvkFileField(fib->statusCell, fib->statusOffset);
     if (!field) return;
@@ -51,19 +57,20 @@ void zvkFormatFeedback(uint8_t* area, uint64_t length, int32_t fs2, const FCB* f
     memcpy(area, six, 6);
     if (length <= 6) return;
     const char* name = fcb->fileName ? fcb->fileName : "";
+    const size_t nameLength = zvkFileNameLength(fcb);
     uint64_t at = 6;
     auto put = [&](const char* s, uint64_t n, uint64_t end) {
         for (uint64_t i = 0; i < n && at < end; ++i) area[at++] = static_cast<uint8_t>(s[i]);
     };
     if (fcb->status == 33 || fcb->status == 35) {
         put(",", 1, length);
-        put(name, strlen(name), length);
+        put(name, nameLength, length);
     } else if (fcb->status == 96) {
         const uint64_t end = length > 10 ? length - 4 : at;
         put(",", 1, end);
         put(fcb->prefix, strnlen(fcb->prefix, sizeof fcb->prefix), end);
         put(",", 1, end);
-        put(name, strlen(name), end);
+        put(name, nameLength, end);
     }
 }
 

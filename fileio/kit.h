@@ -5,6 +5,7 @@
 // beyond the specified routines.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "kvr2/filemodule.h"
@@ -17,6 +18,10 @@ FIB* zvkFileFib(const FCB* fcb, const IPCB* element);
 // A program's field at *cell + offset; null when cell is null (the program
 // has no such field) or holds null.
 uint8_t* zvkFileField(void** cell, uint32_t offset);
+
+// The length of the name of the file in force: a closed file's name is
+// its assignment, which is not terminated and is read by its length.
+size_t zvkFileNameLength(const FCB* fcb);
 
 // FCB.status into the FILE STATUS field, as two ASCII digits, two 16-bit
 // units or two EBCDIC digits by FIB.shareMode.

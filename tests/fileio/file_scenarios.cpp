@@ -31,6 +31,7 @@ FCB* file = &fcb;
 uint8_t workingStorage[64];   // FILE STATUS at 0, feedback at 8
 void* statusCell = workingStorage;
 std::string assignment = "stl-data.txt";
+char unterminated[64];   // an assignment as compiled code leaves it: no NUL
 
 void show(const char* op, int32_t result) {
     char feedback[40] = {};
@@ -125,9 +126,16 @@ int main(int argc, char** argv) {
         else if (a == "lsq") fib.organization = ZVK_ORG_LINE_SEQUENTIAL;
         else if (a == "access=random") fib.access = ZVK_ACCESS_RANDOM;
         else if (a == "org=indexed") fib.organization = ZVK_ORG_INDEXED;
+        else if (a == "unterminated") fib.shareLock = 0xFF;   // marker, reset below
     }
     fib.assignment = assignment.data();
     fib.assignLength = static_cast<uint16_t>(assignment.size());
+    if (fib.shareLock == 0xFF) {
+        fib.shareLock = 0;
+        memset(unterminated, '#', sizeof unterminated);
+        memcpy(unterminated, assignment.data(), assignment.size());
+        fib.assignment = unterminated;
+    }
     cobol::put<void*>(program.pcb, cobol::pcbo::fib, fibs);
     cobol::put<void*>(program.ipcb, cobol::ipcbo::fcbs, fcbs);
     cobol::put<int32_t>(program.ipcb, cobol::ipcbo::fileCount, 1);

@@ -273,6 +273,16 @@ TEST(Lifecycle, RetryAfterFailureAndFilesLeftOpenAreClosedAtTheEndOfTheRunUnit) 
     EXPECT_NE(r.err.find("Closing stl-IN-FILE as 'x'   FS1=00 FS2=0\n"), std::string::npos) << r.err;
 }
 
+TEST(Lifecycle, AClosedFileIsNamedByItsAssignmentsLength) {
+    Options o;
+    o.env["VFS_DEBUG_OPEN"] = "1";
+    o.env["VFS_DEBUG_ERROR"] = "1";
+    Result r = files({"assign=stl-x", "unterminated", "open:input", "close", "close", "read"}, o);
+    EXPECT_NE(r.err.find("Closing stl-IN-FILE as 'stl-x'   FS1=42 FS2=9\n"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("file=stl-x\n"), std::string::npos) << r.err;
+    EXPECT_EQ(r.err.find('#'), std::string::npos) << r.err;
+}
+
 TEST(Open, TheFileItselfChoosesItsFileSystem) {
     char dir[] = "/tmp/kvr2plxXXXXXX";
     ASSERT_NE(mkdtemp(dir), nullptr);
@@ -373,6 +383,18 @@ TEST(Concatenation, VolumesInTurnThenAtEndAndTheStatusesOfBadLists) {
     EXPECT_EQ(volumes, (std::vector<std::string>{"name=a", "name=b", "name=c"})) << r.out << r.err;
     EXPECT_EQ(reads, (std::vector<std::string>{"read fs=00", "read fs=00", "read fs=00", "read fs=10"})) << r.out;
     EXPECT_EQ(fsOf(r.out, "close"), "00");
+
+    // An absent OPTIONAL volume is passed over.
+    o.env["STANDIN_ABSENT_NAME"] = "b";
+    r = files({"assign=stl-a:b:c", "optional", "open:input", "read", "read", "read"}, o);
+    volumes.clear(), reads.clear();
+    for (const std::string& l : lines(r.out)) {
+        if (l.rfind("module: open ", 0) == 0) volumes.push_back(l.substr(l.find("name="), 6));
+        if (l.rfind("read fs=", 0) == 0) reads.push_back(l.substr(0, 10));
+    }
+    EXPECT_EQ(volumes, (std::vector<std::string>{"name=a", "name=b", "name=c"})) << r.out << r.err;
+    EXPECT_EQ(reads, (std::vector<std::string>{"read fs=00", "read fs=00", "read fs=10"})) << r.out;
+    o.env.erase("STANDIN_ABSENT_NAME");
 
     // OUTPUT to a list: 37.  A later volume of another file system: 33/39.
     // 257 names: 33/34.

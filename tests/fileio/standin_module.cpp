@@ -3,6 +3,7 @@
 //   STANDIN_INIT=fs1/fs2   _IO_Init refuses with this status
 //   STANDIN_OPEN=fs1/fs2   open answers this status
 //   STANDIN_ABSENT=1       open finds an OPTIONAL file absent (05)
+//   STANDIN_ABSENT_NAME=n  the same for the file named n only
 //   STANDIN_READS=n        READ gives n records, then 10
 //   STANDIN_FAILS=n        the first n opens answer 35
 // Built once with _IO_Init and once without (STANDIN_NO_INIT), from the
@@ -10,6 +11,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "fileio/kit.h"
 #include "kvr2/filemodule.h"
@@ -81,7 +83,8 @@ int32_t closeFile(FCB* fcb, IPCB* element) {
         return 35;
     }
     const char* absent = getenv("STANDIN_ABSENT");
-    if (absent && *absent) {
+    const char* absentName = getenv("STANDIN_ABSENT_NAME");
+    if ((absent && *absent) || (absentName && fcb->fileName && strcmp(absentName, fcb->fileName) == 0)) {
         // The library answers READ, START and CLOSE of an absent file.
         fcb->status = 5;
         fcb->state |= ZVK_STATE_OPTIONAL_ABSENT;
