@@ -58,14 +58,19 @@ KVR2_API void _zvkGenericClose(FCB* fcb, IPCB* element, uint32_t variant) {
     if (!(fcb->closeOptions & ZVK_CLOSE_NO_USE) && fcb->status > 9) _zvkCallUseProc(fcb, variant, element);
 }
 
-// A file still open when its run unit ends, or when its program is
-// cancelled: closed with no USE procedure.  A cancelled program's EXTERNAL
-// files stay open for the other programs.
+// A file still open when its run unit ends is closed with no USE
+// procedure.  A cancelled program's files are closed as a CLOSE statement
+// would close them, USE procedures included; its EXTERNAL files stay open
+// for the other programs.
 void zvkCloseFile(FCB* fcb, IPCB* element, bool resetOnly) {
-    if (!fcb->modeInForce) return;
-    if (resetOnly && (fcb->state & ZVK_STATE_FIB_BY_PROGRAM)) return;
-    fcb->closeOptions = ZVK_CLOSE_NO_USE;
-    if (fcb->close) fcb->close(fcb, element);
+    if (!fcb->modeInForce || !fcb->close) return;
+    if (resetOnly) {
+        if (!(fcb->state & ZVK_STATE_FIB_BY_PROGRAM)) fcb->close(fcb, element);
+        return;
+    }
+    fcb->closeOptions |= ZVK_CLOSE_NO_USE;
+    fcb->close(fcb, element);
+    fcb->closeOptions &= ~ZVK_CLOSE_NO_USE;
 }
 
 }  // extern "C"

@@ -84,6 +84,9 @@ void run(int argc, char** argv) {
             r = file->start(file, element, ZVK_START_EQUAL, 0);
         } else if (op == "delete") {
             r = file->deleteRecord(file, element, 0, 0);
+        } else if (op == "reset") {   // what CANCEL does to the program's files
+            _zvkCloseReset(reinterpret_cast<int32_t*>(program.ipcb));
+            r = file->status;
         } else if (op == "second" || op == "second=differ") {
             callSecond(op == "second=differ");
             continue;

@@ -273,6 +273,15 @@ TEST(Lifecycle, RetryAfterFailureAndFilesLeftOpenAreClosedAtTheEndOfTheRunUnit) 
     EXPECT_NE(r.err.find("Closing stl-IN-FILE as 'x'   FS1=00 FS2=0\n"), std::string::npos) << r.err;
 }
 
+TEST(Lifecycle, CancelClosesWithUseProceduresAndLeavesExternalFilesOpen) {
+    Result r = files({"assign=stl-x", "open:input", "reset"});
+    EXPECT_TRUE(hasLine(r.out, "module: close options=0")) << r.out;
+    EXPECT_FALSE(hasLine(r.out, "module: close options=1")) << r.out;   // nothing left for the run unit's end
+    r = files({"assign=stl-x", "external", "open:input", "reset"});
+    EXPECT_FALSE(hasLine(r.out, "module: close options=0")) << r.out;
+    EXPECT_TRUE(hasLine(r.out, "module: close options=1")) << r.out;    // closed at the run unit's end
+}
+
 TEST(Lifecycle, AClosedFileIsNamedByItsAssignmentsLength) {
     Options o;
     o.env["VFS_DEBUG_OPEN"] = "1";
