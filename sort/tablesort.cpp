@@ -43,7 +43,15 @@ struct Rows {
         // rows differ, and a key string is never a prefix of another's.
         const uint32_t la = roundUp4(base::loadLe<uint32_t>(ka - 4)) + 4;
         const uint32_t lb = roundUp4(base::loadLe<uint32_t>(kb - 4)) + 4;
-        return memcmp(ka, kb, std::min(la, lb)) < 0;
+        const uint32_t n = std::min(la, lb);
+        // Most keys differ in their first 8 bytes: one big-endian load
+        // each decides them without a call.
+        if (n >= 8) {
+            const uint64_t a8 = base::loadBe<uint64_t>(ka), b8 = base::loadBe<uint64_t>(kb);
+            if (a8 != b8) return a8 < b8;
+            return memcmp(ka + 8, kb + 8, n - 8) < 0;
+        }
+        return memcmp(ka, kb, n) < 0;
     }
 };
 
@@ -75,22 +83,22 @@ void copyBack(uint8_t* table, uint32_t elementLength, int32_t count, const uint8
     }
 }
 
-// Position i receives the element that was at sequenceOf(index[i]).  Each
-// element moves once; a bitmap marks the positions done (every key offset,
-// 0 included, may be a real one, so the index cannot carry the mark).
-void permute(uint8_t* table, uint32_t elementLength, int32_t count, const uint8_t* arena, const uint32_t* index,
-             uint64_t* done, uint8_t* scratch) {
+// Position i receives the element that was at from[i].  Each element
+// moves once; a bitmap marks the positions done (every value, 0 included,
+// is a real position, so the array itself cannot carry the mark).
+void permute(uint8_t* table, uint32_t elementLength, int32_t count, const uint32_t* from, uint64_t* done,
+             uint8_t* scratch) {
     auto at = [&](uint32_t i) { return table + size_t(i) * elementLength; };
     for (uint32_t start = 0; start < uint32_t(count); ++start) {
         if (done[start >> 6] & (uint64_t(1) << (start & 63))) continue;
-        uint32_t j = start, from = sequenceOf(arena, index[start]);
-        if (from != start) memcpy(scratch, at(start), elementLength);
+        uint32_t j = start, source = from[start];
+        if (source != start) memcpy(scratch, at(start), elementLength);
         while (true) {
             done[j >> 6] |= uint64_t(1) << (j & 63);
-            if (from == start) break;
-            memcpy(at(j), at(from), elementLength);
-            j = from;
-            from = sequenceOf(arena, index[j]);
+            if (source == start) break;
+            memcpy(at(j), at(source), elementLength);
+            j = source;
+            source = from[j];
         }
         if (j != start) memcpy(at(j), scratch, elementLength);
     }
@@ -169,8 +177,11 @@ extern "C" KVR2_API void _zvkcTSort(uintptr_t, void* tableAddress, uint32_t elem
     if (copyMode) {
         copyBack(table, elementLength, count, arena, index);
     } else {
+        // The sorted index read in order, its rows' positions replace it:
+        // the cycles then chase one small array instead of arena rows.
+        for (int32_t i = 0; i < count; ++i) index[i] = sequenceOf(arena, index[i]);
         memset(done, 0, size_t(bitmapBytes));
-        permute(table, elementLength, count, arena, index, done, arena + offset);
+        permute(table, elementLength, count, index, done, arena + offset);
     }
     free(arena);
 }
