@@ -23,5 +23,6 @@
 #include "kvr2/decimal.h"
 #include "kvr2/decimal_muldiv.h"
 #include "kvr2/filemodule.h"
+#include "kvr2/sort.h"
 
 #endif
