@@ -153,9 +153,9 @@ void invalid() {
 
 void acceptField(int length, int times, uint32_t flags) {
     for (int i = 0; i < times; ++i) {
-        std::vector<uint8_t> field(static_cast<size_t>(length), '*');
-        _zvkcAccept(flags, length, field.data());
-        printf("[%.*s]\n", length, reinterpret_cast<char*>(field.data()));
+        std::string field(static_cast<size_t>(length), '*');   // never a null data()
+        _zvkcAccept(flags, length, reinterpret_cast<uint8_t*>(field.data()));
+        printf("[%.*s]\n", length, field.c_str());
         fflush(stdout);
     }
 }
