@@ -437,14 +437,14 @@ TEST_F(MulDiv, NonDigitNibblesGoByThePairTable) {
 // Beyond the scratch the product is built in the destination: digits of
 // an earlier product never show through.
 TEST_F(MulDiv, ProductBeyondTheScratchHasNoStaleDigits) {
-    const std::string x(40, '7'), y = "1" + std::string(39, '0');  // 777..7 x 10^39
+    const std::string x(40, '7'), y = std::string("1") + std::string(39, '0');  // 777..7 x 10^39
     const Bytes a = pk(x, 40, 0xC), b = pk(y, 40, 0xC);
     op(_zvkcBCD_MPY_Pckd, pk(std::string(31, '9'), 31, 0xC), 31, pk(std::string(31, '9'), 31, 0xC), 31, 62, 32);
     EXPECT_EQ(op(_zvkcBCD_MPY_Pckd, a, 40, b, 40, 80, 41), hex(pk(x + std::string(39, '0'), 80, 0xC)));
     Placed za(S(x), 1), zb(S(y), 2), zd(Bytes(80, 0xEE), 3);  // zoned, in the scratch
     _zvkcBCD_MPY_Znd(za.p(), zb.p(), zd.p(), 80, 40, 40);
     EXPECT_EQ(text(zd.bytes()), std::string(1, '0') + x + std::string(39, '0'));
-    Placed wa(S(std::string(70, '3')), 1), wb(S("2" + std::string(69, '0')), 2), wd(Bytes(140, 0xEE), 3);
+    Placed wa(S(std::string(70, '3')), 1), wb(S(std::string("2") + std::string(69, '0')), 2), wd(Bytes(140, 0xEE), 3);
     _zvkcBCD_MPY_Znd(wa.p(), wb.p(), wd.p(), 140, 70, 70);  // digit counts 140: the destination
     EXPECT_EQ(text(wd.bytes()), std::string(1, '0') + std::string(70, '6') + std::string(69, '0'));
 }
@@ -456,7 +456,7 @@ TEST_F(MulDiv, DestinationMayBeAnOperand) {
         Placed a(pk(x, n, 0xC), 0), b(pk(x, n, 0xC), 3);
         _zvkcBCD_MPY_Pckd(a.p(), b.p(), b.p(), n, n, n);  // 99..9^2 mod 10^n = 1
         EXPECT_EQ(hex(b.bytes()), hex(pk("1", n, 0xC))) << n;
-        Placed c(pk("1" + std::string(n - 1, '0'), n, 0xC), 1), d(B({0x4C}), 2);
+        Placed c(pk(std::string("1") + std::string(n - 1, '0'), n, 0xC), 1), d(B({0x4C}), 2);
         _zvkcBCD_DIV_Pckd(c.p(), d.p(), c.p(), n, 1, n);
         EXPECT_EQ(hex(c.bytes()), hex(pk("25" + std::string(n - 3, '0'), n, 0xC))) << n;
     }

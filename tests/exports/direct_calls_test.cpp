@@ -114,7 +114,10 @@ TEST(DirectCalls, EveryExportNoOtherTestReaches) {
              const std::string before = setlocale(LC_CTYPE, nullptr);
              setlocale(LC_CTYPE, "C");
              std::string r = std::to_string(_zvkGetMBCurMax());
-             if (setlocale(LC_CTYPE, "C.UTF-8")) r += " " + std::to_string(_zvkGetMBCurMax());
+             if (setlocale(LC_CTYPE, "C.UTF-8")) {
+                 r += ' ';
+                 r += std::to_string(_zvkGetMBCurMax());
+             }
              setlocale(LC_CTYPE, before.c_str());
              return r;
          }, "1 6"},
@@ -128,7 +131,9 @@ TEST(DirectCalls, EveryExportNoOtherTestReaches) {
              return text(d) + (r == d ? " same" : " other") + (err.find(", 2\n") != std::string::npos ? " traced" : "");
          }, "AB. same traced"},
         {"c__memcmp", [] {
-             return std::to_string(c__memcmp("AB", "AC", 2) < 0) + std::to_string(c__memcmp("AB", "AB", 2));
+             std::string r = std::to_string(c__memcmp("AB", "AC", 2) < 0);
+             r += std::to_string(c__memcmp("AB", "AB", 2));
+             return r;
          }, "10"},
         {"c__memset", [] {
              char d[5] = "....";
