@@ -232,66 +232,36 @@ int cmpACS(const Bytes& l, bool lfig, const Bytes& r, bool rfig, const uint8_t* 
     return sgn(_zvkcCmpACS(l.data(), lfig ? -ll : ll, r.data(), rfig ? -rl : rl, w));
 }
 
-TEST(CompareAlphabet, AgreesWithTheModelUnderAReversedAlphabet) {
-    uint8_t reversed[256], identity[256];
-    for (int i = 0; i < 256; ++i) {
-        reversed[i] = static_cast<uint8_t>(255 - i);
-        identity[i] = static_cast<uint8_t>(i);
-    }
-    // A table that ties upper and lower case.
-    uint8_t folded[256];
-    for (int i = 0; i < 256; ++i) folded[i] = static_cast<uint8_t>((i >= 'a' && i <= 'z') ? i - 32 : i);
-    std::mt19937 rng(3);
-    const char alphabet[] = " AaBbc";
+// Under random alphabets (the blank anywhere among the weights, bytes of
+// equal weight) and none;
+// the repeated-literal and pad comparisons are the model with a figurative
+// right side under the native order.
+TEST(CompareModel, AlphabetsLiteralsAndPadsAgreeWithTheModel) {
+    std::mt19937 rng(4);
+    uint8_t identity[256], weights[256];
+    for (int i = 0; i < 256; ++i) identity[i] = static_cast<uint8_t>(i);
+    const char pool[] = "    AB\x1F\xA0";
     for (int round = 0; round < 20000; ++round) {
-        Bytes l(rng() % 7 + (round % 3 == 0 ? 0 : 1)), r(rng() % 7 + 1);
-        for (auto& x : l) x = static_cast<uint8_t>(alphabet[rng() % 6]);
-        for (auto& x : r) x = static_cast<uint8_t>(alphabet[rng() % 6]);
-        if (round % 4 == 0) r = l;
-        bool lfig = !l.empty() && rng() % 5 == 0, rfig = rng() % 4 == 0;
-        for (const uint8_t* w : {static_cast<const uint8_t*>(reversed), static_cast<const uint8_t*>(identity),
-                                 static_cast<const uint8_t*>(folded)})
-            ASSERT_EQ(cmpACS(l, lfig, r, rfig, w), model(l, lfig, r, rfig, w))
-                << std::string(l.begin(), l.end()) << (lfig ? "*" : "") << " vs "
-                << std::string(r.begin(), r.end()) << (rfig ? "*" : "");
+        std::copy(identity, identity + 256, weights);
+        std::shuffle(weights, weights + 256, rng);
+        if (round % 2) for (auto& w : weights) w = static_cast<uint8_t>(w % 3);
+        Bytes l(rng() % 41), r(1 + rng() % 5);
+        for (auto& x : l) x = static_cast<uint8_t>(pool[rng() % 8]);
+        for (auto& x : r) x = static_cast<uint8_t>(pool[rng() % 8]);
+        if (round % 4 == 0) r.assign(l.begin(), l.begin() + std::min<size_t>(l.size(), 1 + rng() % 5));
+        if (r.empty()) r = {' '};
+        const std::string what = std::string(l.begin(), l.end()) + " vs " + std::string(r.begin(), r.end());
+        const bool lfig = !l.empty() && rng() % 5 == 0, rfig = rng() % 4 == 0;
+        ASSERT_EQ(cmpACS(l, lfig, r, rfig, weights), model(l, lfig, r, rfig, weights)) << what;
+        ASSERT_EQ(cmpACS(l, lfig, r, rfig, nullptr), model(l, lfig, r, rfig, identity)) << what;
+        const int64_t n = static_cast<int64_t>(l.size());
+        ASSERT_EQ(sgn(_zvkcCmpMultiByteFig(l.data(), n, r.data(), static_cast<int64_t>(r.size()))),
+                  model(l, false, r, true, identity)) << what;
+        ASSERT_EQ(_zvkcCmpToPad(l.data(), r[0], n), model(l, false, {r[0]}, true, identity)) << what;
     }
-}
-
-TEST(CompareAlphabet, UnequalLengthsCompareTheTailWithTheBlanksWeight) {
-    uint8_t w[256];
-    for (int i = 0; i < 256; ++i) w[i] = static_cast<uint8_t>(i);
-    w[0x20] = 0xF0;   // the blank sorts high under this alphabet
-    EXPECT_EQ(cmpACS(b("AB"), false, b("ABC"), false, w), 1);   // blank (0xF0) above "C"
-    EXPECT_EQ(cmpACS(b("AB "), false, b("AB"), false, w), 0);
-    EXPECT_EQ(cmpACS(b("AB"), false, b("AB\xFF"), false, w), -1);
-    // Null weights: native order.
-    EXPECT_EQ(cmpACS(b("AB"), false, b("ABC"), false, nullptr), -1);
-    // A figurative value repeated: ALL "AB" against "ABABA" and "ABABB".
-    EXPECT_EQ(cmpACS(b("ABABA"), false, b("AB"), true, w), 0);
-    EXPECT_EQ(cmpACS(b("ABABB"), false, b("AB"), true, w), 1);
-    EXPECT_EQ(cmpACS(b("AB"), true, b("ABABB"), false, w), -1);
-    // A figurative longer than the item is cut to it.
-    EXPECT_EQ(cmpACS(b("AB"), false, b("ABC"), true, w), 0);
-}
-
-TEST(CompareLiteral, RepeatedLiteralAndPad) {
-    EXPECT_EQ(_zvkcCmpMultiByteFig(b("ABCABCAB").data(), 8, b("ABC").data(), 3), 0);
-    EXPECT_GT(_zvkcCmpMultiByteFig(b("ABCABCAC").data(), 8, b("ABC").data(), 3), 0);   // partial last piece
-    EXPECT_LT(_zvkcCmpMultiByteFig(b("ABCAAC").data(), 6, b("ABC").data(), 3), 0);
-    EXPECT_EQ(_zvkcCmpMultiByteFig(b("AB").data(), 2, b("ABC").data(), 3), 0);         // shorter than the literal
+    // A negative item length or an empty literal compares equal.
     EXPECT_EQ(_zvkcCmpMultiByteFig(b("ZZ").data(), -2, b("ABC").data(), 3), 0);
     EXPECT_EQ(_zvkcCmpMultiByteFig(b("ZZ").data(), 2, b("").data(), 0), 0);
-
-    EXPECT_EQ(_zvkcCmpToPad(nullptr, ' ', 0), 0);
-    Bytes blanks(37, ' ');
-    EXPECT_EQ(_zvkcCmpToPad(blanks.data(), ' ', 37), 0);
-    for (size_t at = 0; at < blanks.size(); ++at) {
-        Bytes v = blanks;
-        v[at] = 0x1F;
-        EXPECT_EQ(_zvkcCmpToPad(v.data(), ' ', 37), -1) << at;
-        v[at] = 0xA0;   // unsigned: above the blank
-        EXPECT_EQ(_zvkcCmpToPad(v.data(), ' ', 37), 1) << at;
-    }
 }
 
 TEST(Collating, TablesAreInversePermutationsAndLeaveTheLocaleAlone) {
@@ -332,30 +302,6 @@ TEST(Collating, UnderAMultiByteLocaleTheLocaleStaysAsItWas) {
     setlocale(LC_ALL, "C");
 }
 
-TEST(TextFunctions, CaseAndReversal) {
-    Bytes s = b("Hello, World 123"), d(s.size());
-    _zvkToUpper(16, s.data(), d.data());
-    EXPECT_EQ(std::string(d.begin(), d.end()), "HELLO, WORLD 123");
-    _Dmr_lower_case(16, s.data(), d.data());
-    EXPECT_EQ(std::string(d.begin(), d.end()), "hello, world 123");
-    // In place and overlapping.
-    Bytes buf = b("abcdef..");
-    _zvkToUpper(6, buf.data(), buf.data() + 2);
-    EXPECT_EQ(std::string(buf.begin(), buf.end()), "abABCDEF");
-    _Dmr_reverse(16, s.data(), d.data());
-    EXPECT_EQ(std::string(d.begin(), d.end()), "321 dlroW ,olleH");
-    Bytes in = b("abc");
-    _Dmr_reverse(3, in.data(), in.data());
-    EXPECT_EQ(std::string(in.begin(), in.end()), "cba");
-    // A surrogate pair (U+1F600: D83D DE00) between "A" and "B", low byte first.
-    Bytes u = {'A', 0, 0x3D, 0xD8, 0x00, 0xDE, 'B', 0}, r(8);
-    _zvkcReverseUnicode(8, u.data(), r.data());
-    EXPECT_EQ(r, (Bytes{'B', 0, 0x00, 0xDE, 0x3D, 0xD8, 'A', 0}));
-    Bytes oddLen = {'A', 0, 'B', 0, 0x7F}, ro(5);
-    _zvkcReverseUnicode(5, oddLen.data(), ro.data());
-    EXPECT_EQ(ro, (Bytes{'B', 0, 'A', 0, 0x7F}));
-}
-
 std::string trimmed(int which, const std::string& s, const uint8_t* set, int64_t setLength, int kind = 1) {
     Bytes d(s.size() + 1, '#');
     auto fn = which == 0 ? _zvk_triml : which == 1 ? _zvk_trimr : _zvk_trim;
@@ -364,15 +310,57 @@ std::string trimmed(int which, const std::string& s, const uint8_t* set, int64_t
     return std::string(d.begin(), d.begin() + n);
 }
 
-TEST(TextFunctions, Trimming) {
-    EXPECT_EQ(trimmed(0, "  ab c  ", nullptr, 0), "ab c  ");
-    EXPECT_EQ(trimmed(1, "  ab c  ", nullptr, 0), "  ab c");
-    EXPECT_EQ(trimmed(2, "  ab c  ", nullptr, 0), "ab c");
-    EXPECT_EQ(trimmed(2, "     ", nullptr, 0), "");
-    EXPECT_EQ(trimmed(2, "", nullptr, 0), "");
-    const uint8_t set[] = {'x', '-'};
-    EXPECT_EQ(trimmed(2, "x-xab-x x-", set, 2), "ab-x ");
-    EXPECT_EQ(trimmed(2, "  ab  ", set, 0), "  ab  ");   // an empty set copies
+
+// Case and reversal against the byte rules (C locale: ASCII letters only),
+// trimming against a scan for the set's bytes from either end.
+TEST(TextFunctions, CaseReversalAndTrimmingAgreeWithTheModel) {
+    std::mt19937 rng(9);
+    for (int round = 0; round < 3000; ++round) {
+        Bytes s(rng() % 40), d(s.size() + 1, '#');
+        for (auto& x : s) x = static_cast<uint8_t>(rng() % 2 ? rng() : " x-ab"[rng() % 5]);
+        const int64_t n = static_cast<int64_t>(s.size());
+        Bytes up = s, low = s, rev(s.rbegin(), s.rend());
+        for (auto& x : up) if (isLower(x)) x = static_cast<uint8_t>(x - 32);
+        for (auto& x : low) if (isUpper(x)) x = static_cast<uint8_t>(x + 32);
+        using Fn = void* (*)(int64_t, const uint8_t*, uint8_t*);
+        for (auto [fn, want] : {std::pair<Fn, Bytes>{_zvkToUpper, up}, {_Dmr_upper_case, up}, {_zvkToLower, low},
+                                {_Dmr_lower_case, low}, {_Dmr_reverse, rev}}) {
+            fn(n, s.data(), d.data());
+            ASSERT_EQ(Bytes(d.begin(), d.begin() + n), want);
+        }
+        Bytes set(rng() % 3);
+        set.reserve(3);   // an empty set still has an address
+        for (auto& x : set) x = static_cast<uint8_t>(" x-"[rng() % 3]);
+        const bool blank = set.empty() && rng() % 2;   // no set: the blank; an empty one: a copy
+        auto in = [&](uint8_t c) { return blank ? c == ' ' : std::count(set.begin(), set.end(), c) > 0; };
+        size_t from = 0, to = s.size(), right = s.size();
+        while (from < to && in(s[from])) ++from;
+        while (to > from && in(s[to - 1])) --to;
+        while (right > 0 && in(s[right - 1])) --right;
+        const std::string text(s.begin(), s.end());
+        const uint8_t* sp = blank ? nullptr : set.data();
+        const int64_t sl = static_cast<int64_t>(set.size());
+        ASSERT_EQ(trimmed(0, text, sp, sl), text.substr(from)) << text;
+        ASSERT_EQ(trimmed(1, text, sp, sl), text.substr(0, right)) << text;
+        ASSERT_EQ(trimmed(2, text, sp, sl), text.substr(from, to - from)) << text;
+    }
+    // In place and overlapping.
+    Bytes buf = b("abcdef..");
+    _zvkToUpper(6, buf.data(), buf.data() + 2);
+    EXPECT_EQ(std::string(buf.begin(), buf.end()), "abABCDEF");
+    Bytes in = b("abc");
+    _Dmr_reverse(3, in.data(), in.data());
+    EXPECT_EQ(std::string(in.begin(), in.end()), "cba");
+}
+
+TEST(TextFunctions, NationalReversalKeepsSurrogatePairsAndTrimmingStepsByUnit) {
+    // A surrogate pair (U+1F600: D83D DE00) between "A" and "B", low byte first.
+    Bytes u = {'A', 0, 0x3D, 0xD8, 0x00, 0xDE, 'B', 0}, r(8);
+    _zvkcReverseUnicode(8, u.data(), r.data());
+    EXPECT_EQ(r, (Bytes{'B', 0, 0x00, 0xDE, 0x3D, 0xD8, 'A', 0}));
+    Bytes oddLen = {'A', 0, 'B', 0, 0x7F}, ro(5);
+    _zvkcReverseUnicode(5, oddLen.data(), ro.data());
+    EXPECT_EQ(ro, (Bytes{'B', 0, 'A', 0, 0x7F}));
     // Units: U+0020 is the blank; an odd last byte stays.
     std::string units("\x20\x00" "A\x00" "\x20\x00", 6);
     EXPECT_EQ(trimmed(2, units, nullptr, 0, ZVK_TRIM_UNITS), std::string("A\x00", 2));

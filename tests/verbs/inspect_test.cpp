@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -68,101 +70,137 @@ Phrase replace(uint32_t kind, std::string what, std::string by, std::string befo
     return p;
 }
 
-uint64_t count(std::string item, std::vector<Phrase> ph) {
-    inspect(item, 0, ph);
-    uint64_t n = 0;
-    for (auto& p : ph) n += p.counter;
-    return n;
-}
-
 std::string replaced(std::string item, std::vector<Phrase> ph) {
     inspect(item, 0, ph);
     return item;
 }
 
+// ---- the model ----
+// One statement: its region per phrase fixed on the item as it stands
+// (from the end of the first AFTER value to the first BEFORE value; no
+// region when the AFTER value is absent); then a scan from the left where,
+// at each position, the first phrase still in play whose value matches
+// within its region acts and the scan moves past the match, else by one.
+// LEADING acts only where its last match ended (at first, where its region
+// starts), and drops out at the first position past that; FIRST drops out
+// once it has acted.  TALLYING phrases run in a pass of their
+// own before the REPLACING ones.
+struct Region {
+    size_t from, to;
+};
+Region region(const std::string& item, const Phrase& p) {
+    size_t to = item.size(), from = 0;
+    if (p.kind & BEFORE) to = std::min(item.find(p.before.bytes), item.size());
+    if (p.kind & AFTER) {
+        size_t a = item.find(p.after.bytes);
+        if (a == std::string::npos) return {1, 0};
+        from = a + p.after.bytes.size();
+    }
+    return {from, to};
+}
+
+void modelPass(std::string& item, std::vector<Phrase>& ph, uint32_t kind) {
+    const std::string original = item;
+    std::vector<Region> rg;
+    std::vector<bool> live;
+    for (auto& p : ph) rg.push_back(region(original, p)), live.push_back((p.kind & kind) != 0);
+    for (size_t pos = 0; pos < original.size();) {
+        size_t step = 1;
+        for (size_t i = 0; i < ph.size(); ++i) {
+            if (!live[i] || pos < rg[i].from) continue;
+            const std::string& v = ph[i].compared.bytes;
+            size_t n = ph[i].kind & CHARS ? 1 : v.size();
+            bool match = pos + n <= rg[i].to && (ph[i].kind & CHARS || original.compare(pos, n, v) == 0) &&
+                         (!(ph[i].kind & LEADING) || pos == rg[i].from);
+            if (!match) {
+                if (ph[i].kind & LEADING) live[i] = false;
+                continue;
+            }
+            if (kind == TALLY) ++ph[i].counter;
+            else
+                for (size_t k = 0; k < n; ++k) item[pos + k] = ph[i].result.bytes[ph[i].result.flags & FIG ? 0 : k];
+            if (ph[i].kind & FIRST) live[i] = false;
+            if (ph[i].kind & LEADING) rg[i].from = pos + n;
+            step = n;
+            break;
+        }
+        pos += step;
+    }
+}
+
+// CONVERTING: within the region each byte of the from-string becomes the
+// to-string's byte at the position of its first occurrence.
+void modelConvert(std::string& item, const Phrase& p) {
+    Region r = region(item, p);
+    for (size_t pos = r.from; pos < r.to; ++pos) {
+        size_t k = p.compared.bytes.find(item[pos]);
+        if (k != std::string::npos) item[pos] = p.result.bytes[p.result.flags & FIG ? 0 : k];
+    }
+}
+
+std::string randomText(std::mt19937& r, size_t lo, size_t hi) {
+    std::string s(lo + r() % (hi - lo + 1), ' ');
+    for (char& c : s) c = "ABC"[r() % 3];
+    return s;
+}
+void randomRegion(std::mt19937& r, Phrase& p) {
+    if (r() % 3 == 0) p.kind |= BEFORE, p.before.bytes = randomText(r, 1, 2);
+    if (r() % 3 == 0) p.kind |= AFTER, p.after.bytes = randomText(r, 1, 2);
+}
+
 }  // namespace
 
-TEST(InspectTallying, EachForm) {
-    EXPECT_EQ(count("AABA", {tally(LEADING, "A")}), 2u);
-    EXPECT_EQ(count("BAAA", {tally(LEADING, "A")}), 0u);
-    EXPECT_EQ(count("ABABA", {tally(0, "A")}), 3u);
-    EXPECT_EQ(count("ABCDE", {tally(CHARS)}), 5u);
-    EXPECT_EQ(count("ABCDE", {tally(CHARS, "", "D")}), 3u);
-    EXPECT_EQ(count("ABCDE", {tally(CHARS, "", "", "B")}), 3u);
-    EXPECT_EQ(count("ABCDE", {tally(CHARS, "", "D", "B")}), 1u);
-    // LEADING counts the run that starts its region.
-    EXPECT_EQ(count("XAAXA", {tally(LEADING, "A", "", "X")}), 2u);
-    // LEADING "A" with ALL "B": 2 + 2.
-    EXPECT_EQ(count("AABAAB", {tally(LEADING, "A"), tally(0, "B")}), 4u);
-    // A match of another phrase in the run ends LEADING.
-    std::vector<Phrase> ph = {tally(0, "B"), tally(LEADING, "A")};
-    std::string item = "ABAA";
-    inspect(item, 0, ph);
-    EXPECT_EQ(ph[0].counter, 1u);
-    EXPECT_EQ(ph[1].counter, 1u);
+TEST(InspectModel, TallyingAndReplacingAgreeWithTheLeftToRightScan) {
+    std::mt19937 r(11);
+    for (int round = 0; round < 20000; ++round) {
+        std::string item = randomText(r, 0, 12);
+        std::vector<Phrase> ph;
+        for (int n = 1 + r() % 3; n > 0; --n) {
+            const bool tallying = round % 3 == 0 || (round % 3 == 2 && r() % 2);
+            uint32_t form = tallying ? std::vector<uint32_t>{0, LEADING, CHARS}[r() % 3]
+                                     : std::vector<uint32_t>{0, LEADING, FIRST, CHARS}[r() % 4];
+            Phrase p{(tallying ? TALLY : REPL) | form, {}, {}, {}, {}};
+            p.counter = r() % 50;   // added to, not set
+            if (!(form & CHARS)) p.compared.bytes = randomText(r, 1, 2);
+            if (!tallying) {
+                p.result.bytes = randomText(r, form & CHARS ? 1 : p.compared.bytes.size(), form & CHARS ? 1 : 2);
+                if (p.result.bytes.size() == 1 && r() % 2) p.result.flags = FIG;
+                p.result.bytes.resize(p.result.flags & FIG || form & CHARS ? 1 : p.compared.bytes.size(), 'C');
+            }
+            randomRegion(r, p);
+            ph.push_back(p);
+        }
+        std::stable_partition(ph.begin(), ph.end(), [](const Phrase& p) { return p.kind & TALLY; });
+        std::string want = item, got = item;
+        std::vector<Phrase> expect = ph;
+        modelPass(want, expect, TALLY);
+        modelPass(want, expect, REPL);
+        inspect(got, 0, ph);
+        std::string what = "item \"" + item + "\" phrases";
+        for (auto& p : ph)
+            what += " [" + std::to_string(p.kind >> 23) + " '" + p.compared.bytes + "' by '" + p.result.bytes +
+                    "' before '" + p.before.bytes + "' after '" + p.after.bytes + "']";
+        ASSERT_EQ(got, want) << what;
+        for (size_t i = 0; i < ph.size(); ++i) ASSERT_EQ(ph[i].counter, expect[i].counter) << i << " of " << what;
+    }
 }
 
-TEST(InspectTallying, OverlappingAndAdjacentMatches) {
-    EXPECT_EQ(count("AAAA", {tally(0, "AA")}), 2u);
-    EXPECT_EQ(count("AAA", {tally(0, "AA")}), 1u);
-    EXPECT_EQ(count("ABAB", {tally(0, "AB")}), 2u);
-    // Two phrases able to match at one position: the first acts and the
-    // position moves past its match.
-    std::vector<Phrase> ph = {tally(0, "AB"), tally(0, "BA")};
-    std::string item = "ABAB";
-    inspect(item, 0, ph);
-    EXPECT_EQ(ph[0].counter, 2u);
-    EXPECT_EQ(ph[1].counter, 0u);
-}
-
-TEST(InspectTallying, Regions) {
-    // BEFORE and AFTER the same value: empty region.
-    EXPECT_EQ(count("ABXAB", {tally(0, "A", "X", "X")}), 0u);
-    // AFTER not found closes the phrase; BEFORE not found means to the end.
-    EXPECT_EQ(count("AAAA", {tally(0, "A", "", "Q")}), 0u);
-    EXPECT_EQ(count("AAAA", {tally(0, "A", "Q")}), 4u);
-    // A match never runs past its BEFORE delimiter.
-    EXPECT_EQ(count("ABCD", {tally(0, "BC", "C")}), 0u);
-    EXPECT_EQ(count("ABCD", {tally(0, "BC", "D")}), 1u);
-    // AFTER delimiter at the very end: nothing after it.
-    EXPECT_EQ(count("ABCD", {tally(CHARS, "", "", "CD")}), 0u);
-    // A delimiter longer than the item.
-    EXPECT_EQ(count("AB", {tally(CHARS, "", "", "ABC")}), 0u);
-    EXPECT_EQ(count("AB", {tally(CHARS, "", "ABC")}), 2u);
-    // The counter is added to, not set.
-    std::vector<Phrase> ph = {tally(0, "A")};
-    ph[0].counter = 40;
-    std::string item = "AA";
-    inspect(item, 0, ph);
-    EXPECT_EQ(ph[0].counter, 42u);
-}
-
-TEST(InspectReplacing, EachForm) {
-    EXPECT_EQ(replaced("AABA", {replace(0, "A", "X")}), "XXBX");
-    EXPECT_EQ(replaced("AABA", {replace(LEADING, "A", "X")}), "XXBA");
-    EXPECT_EQ(replaced("AABA", {replace(FIRST, "A", "X")}), "XABA");
-    EXPECT_EQ(replaced("ABCD", {replace(CHARS, "", "Z", "D", "A")}), "AZZD");
-    // FIRST phrases each act once, for themselves.
-    EXPECT_EQ(replaced("ABAB", {replace(FIRST, "A", "1"), replace(FIRST, "B", "2")}), "12AB");
-    // A figurative replacing value fills the whole match.
-    Phrase fig = replace(0, "ABC", "*");
-    fig.result.flags = FIG;
-    EXPECT_EQ(replaced("XABCX", {fig}), "X***X");
-    // TALLYING then REPLACING: two passes, counts from before.
-    std::vector<Phrase> ph = {tally(0, "A"), replace(0, "A", "B"), replace(0, "B", "A")};
-    std::string item = "AAB";
-    inspect(item, 0, ph);
-    EXPECT_EQ(ph[0].counter, 2u);
-    EXPECT_EQ(item, "BBA");
-}
-
-TEST(InspectConverting, FirstOccurrenceAndRegion) {
-    Phrase c{CONV, {0, "123"}, {0, "AAB"}, {}, {}};
-    EXPECT_EQ(replaced("ABCDA", {c}), "13CD1");
-    Phrase r{CONV | AFTER | BEFORE, {0, "xy"}, {0, "AB"}, {0, "|"}, {0, ":"}};
-    EXPECT_EQ(replaced("AB:AB|AB", {r}), "AB:xy|AB");
-    Phrase f{CONV, {FIG, "0"}, {0, "ABC"}, {}, {}};
-    EXPECT_EQ(replaced("ABCDCBA", {f}), "000D000");
+TEST(InspectModel, ConvertingMapsEachByteByItsFirstOccurrence) {
+    std::mt19937 r(12);
+    for (int round = 0; round < 5000; ++round) {
+        std::string item = randomText(r, 0, 12);
+        Phrase p{CONV, {0, ""}, {0, randomText(r, 1, 4)}, {}, {}};
+        p.result.bytes = r() % 3 ? randomText(r, p.compared.bytes.size(), p.compared.bytes.size()) : "x";
+        if (p.result.bytes == "x") p.result.flags = FIG;
+        for (char& c : p.result.bytes) c = static_cast<char>(c | 0x20);   // lower case: never compared again
+        randomRegion(r, p);
+        std::string want = item, got = item;
+        modelConvert(want, p);
+        std::vector<Phrase> ph = {p};
+        inspect(got, 0, ph);
+        ASSERT_EQ(got, want) << item << " converting " << p.compared.bytes << " to " << p.result.bytes
+                             << " before " << p.before.bytes << " after " << p.after.bytes;
+    }
 }
 
 TEST(InspectSigned, ZoneCarryingDigitIsPlainAndSignSurvives) {
