@@ -139,7 +139,8 @@ KVR2_API int32_t _zvkcCmpACS(const uint8_t* left, int64_t leftLength, const uint
 
 KVR2_API int32_t _zvkcCmpMultiByteFig(const uint8_t* left, int64_t length, const uint8_t* literal,
                                       int64_t literalLength) {
-    if (length < 0 || literalLength <= 0) return 0;
+    // An item of no length may come as a null address: nothing to read.
+    if (length <= 0 || literalLength <= 0) return 0;
     uint64_t n = static_cast<uint64_t>(length), k = static_cast<uint64_t>(literalLength);
     if (n <= k) return memcmp(left, literal, n);
     for (uint64_t off = 0; off < n; off += k) {
