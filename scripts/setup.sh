@@ -8,6 +8,7 @@ cd "$(dirname "$0")/.."
 
 packages=(build-essential cmake ninja-build pkg-config python3 gdb binutils libc-bin
           libgtest-dev libgmock-dev libbenchmark-dev libicu-dev icu-devtools locales
+          liblmdb-dev
           gnucobol3)   # cobc: an independent oracle for tests and benchmarks only
 missing=()
 for p in "${packages[@]}"; do
