@@ -25,10 +25,6 @@ const char* zvkFileSystemModule(uint8_t code);
 bool zvkFileModule(uint8_t code, void*** table, zvkIoInit* init);
 // True while table is the operation table of a loaded module.
 bool zvkFileModuleLoaded(void** table);
-// Loads a module: libDir (and its parent for ".../profiled"), the bare
-// name, installDir, the bare name again.  Null, with a line on stderr,
-// when none loads.
-void* zvkLoadModule(const char* file, int flags, const char* libDir, const char* installDir);
 void zvkUnloadModules(void);
 
 // A name that begins with a file-system prefix and "-": the prefix's

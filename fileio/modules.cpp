@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "fileio/files.h"
+#include "frame/loader.h"
 #include "frame/rununit.h"
 
 namespace {
@@ -53,32 +54,6 @@ bool samePrefix(const char* a, const char* b) {
     return true;
 }
 
-void* tryLoad(const char* dir, const char* file, int flags) {
-    char path[4096];
-    const size_t n = strlen(dir);
-    const char* slash = n && dir[n - 1] == '/' ? "" : "/";
-    if (snprintf(path, sizeof path, "%s%s%s", dir, slash, file) >= static_cast<int>(sizeof path)) return nullptr;
-    if (access(path, R_OK | X_OK) != 0) return nullptr;
-    return dlopen(path, flags);
-}
-
-void* tryDirectory(const char* dir, const char* file, int flags) {
-    if (!dir || !*dir) return nullptr;
-    if (void* h = tryLoad(dir, file, flags)) return h;
-    // A profiled build lives in ".../profiled": its modules beside it.
-    const char* slash = strrchr(dir, '/');
-    if (slash && strcmp(slash, "/profiled") == 0) {
-        char parent[4096];
-        const size_t n = static_cast<size_t>(slash - dir);
-        if (n < sizeof parent) {
-            memcpy(parent, dir, n);
-            parent[n] = 0;
-            return tryLoad(parent, file, flags);
-        }
-    }
-    return nullptr;
-}
-
 }  // namespace
 
 extern "C" {
@@ -109,15 +84,6 @@ size_t zvkFilePrefixLength(const char* name, size_t length) {
     if (!dash) return 0;
     const size_t at = static_cast<size_t>(static_cast<const char*>(dash) - name);
     return at >= 3 && at + 1 < length ? at : 0;
-}
-
-void* zvkLoadModule(const char* file, int flags, const char* libDir, const char* installDir) {
-    if (void* h = tryDirectory(libDir, file, flags)) return h;
-    if (void* h = dlopen(file, flags)) return h;
-    if (void* h = tryDirectory(installDir, file, flags)) return h;
-    void* h = dlopen(file, flags);
-    if (!h) fprintf(stderr, "dlopen(%s) error %s\n", file, dlerror());
-    return h;
 }
 
 bool zvkFileModule(uint8_t code, void*** table, zvkIoInit* init) {

@@ -11,6 +11,7 @@ zvkRegisterFilesHook registerFilesHook = nullptr;
 zvkCloseFilesHook closeFilesHook = nullptr;
 void (*runtimeEndHooks[kMaxRuntimeEndHooks])(void) = {};
 int runtimeEndCount = 0;
+void (*threadEndHook)(void) = nullptr;
 
 }  // namespace
 
@@ -28,6 +29,8 @@ void zvkAtRuntimeEnd(void (*hook)(void)) {
     runtimeEndHooks[runtimeEndCount++] = hook;
 }
 
+void zvkSetThreadEndHook(void (*hook)(void)) { threadEndHook = hook; }
+
 void zvkRegisterFiles(PCB* pcb, IPCB* ipcb) {
     if (registerFilesHook) registerFilesHook(pcb, ipcb);
 }
@@ -36,6 +39,9 @@ void zvkCloseProgramFiles(IPCB* ipcb, bool resetOnly) {
 }
 void zvkRunRuntimeEndHooks(void) {
     for (int i = 0; i < runtimeEndCount; ++i) runtimeEndHooks[i]();
+}
+void zvkRunThreadEndHook(void) {
+    if (threadEndHook) threadEndHook();
 }
 
 }  // extern "C"

@@ -19,9 +19,15 @@ void zvkSetFileHooks(zvkRegisterFilesHook registerFiles, zvkCloseFilesHook close
 constexpr int kMaxRuntimeEndHooks = 8;
 void zvkAtRuntimeEnd(void (*hook)(void));
 
+// Called by the runtime's end for the ending thread, when it has a
+// per-thread record, before that record is released: the sort abandons a
+// sort of the thread and unloads its engine.
+void zvkSetThreadEndHook(void (*hook)(void));
+
 // The frame's side.
 void zvkRegisterFiles(PCB* pcb, IPCB* ipcb);
 void zvkCloseProgramFiles(IPCB* ipcb, bool resetOnly);
 void zvkRunRuntimeEndHooks(void);
+void zvkRunThreadEndHook(void);
 
 }  // extern "C"

@@ -17,6 +17,10 @@ bool keyMade = false;
 void releaseRecord(void* p) {
     ThreadRecord* rec = static_cast<ThreadRecord*>(p);
     if (!rec) return;
+    // The sort's buffer and spill name are kept from sort to sort on a
+    // thread; they go with the thread, not to a leak.
+    free(rec->buffer);
+    free(rec->spillPath);
     free(rec->scratch);
     free(rec);
 }

@@ -211,6 +211,7 @@ void TermCobolRte(uint32_t reason) {
                  ru ? (void*)ru->stop : nullptr, ru ? (void*)ru->abrt : nullptr, ru ? (void*)&ru->jmp : nullptr);
     }
 
+    if (zvkThreadScratch(-1)) zvkRunThreadEndHook();
     zvkThreadScratchRelease();
     pc->flags &= static_cast<uint8_t>(~PROC_FLAG_TRACKING);
     pc->abortHook = nullptr;
