@@ -2,6 +2,7 @@
 // engine, once loaded, and the temporary directory are the process's), with
 // a stand-in engine beside the library that records every argument.
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -54,7 +55,8 @@ std::map<std::string, std::string> parseCall(const std::string& line) {
     return m;
 }
 
-SortRun runSort(const std::string& engine, std::vector<std::string> args, Env env = {}) {
+// A scenario that should end normally (no sanitizer report, no abort).
+SortRun runSort(const std::string& engine, std::vector<std::string> args, Env env = {}, bool endsNormally = true) {
     SortRun run;
     std::string pattern = scenario::binDir() + "/sortwork.XXXXXX";
     run.work = mkdtemp(pattern.data());
@@ -66,6 +68,9 @@ SortRun runSort(const std::string& engine, std::vector<std::string> args, Env en
     for (auto& [k, v] : env) o.env[k] = v;
     args.insert(args.begin(), "cwd=" + run.work);
     run.result = scenario::run(scenario::binPath("sort_scenarios"), args, o);
+    if (endsNormally) {
+        EXPECT_EQ(run.result.exitCode, 0) << run.result.err;
+    }
     run.out = scenario::values(run.result.out);
     std::ifstream calls(record);
     for (std::string line; std::getline(calls, line);) run.calls.push_back(parseCall(line));
@@ -323,7 +328,8 @@ TEST(SortResults, ASortStartedInsideARunningOneIsReportedAndRuns) {
 }
 
 TEST(SortResults, TheRuntimesEndInsideASortAbandonsItAndSaysSo) {
-    SortRun r = runSort("reentrant", {"using=1", "giving=1", "op:1"}, {{"SORT_ENGINE_ABEND", "1"}});
+    SortRun r = runSort("reentrant", {"using=1", "giving=1", "op:1"}, {{"SORT_ENGINE_ABEND", "1"}}, false);
+    EXPECT_EQ(r.result.signal, SIGABRT);
     EXPECT_NE(r.result.err.find("ZVK012W"), std::string::npos) << r.result.err;
     ASSERT_EQ(r.calls.size(), 2u);
     EXPECT_EQ(differences(r.calls[1], std::string("op=11 fmt=0 len=0 fourth=0 fifth=[(null)] eighth=0,0,0 ") +
