@@ -115,7 +115,11 @@ void work(uint64_t formatWord, uint32_t recordLength, const SortIoRecord& in, co
         }
         parse(static_cast<const uint8_t*>(in.memory), in.bytes, variable, recordLength, records);
     }
-    std::stable_sort(records.begin(), records.end());
+    std::stable_sort(records.begin(), records.end(), [](const Record& a, const Record& b) {
+        const size_t n = std::min(a.size(), b.size());
+        const int c = n ? memcmp(a.data(), b.data(), n) : 0;
+        return c < 0 || (c == 0 && a.size() < b.size());
+    });
     std::vector<uint8_t> bytes = serialise(records, variable);
     // $SORT_ENGINE_BADWORD=k: record k's length word says more than any record holds.
     if (const char* bad = getenv("SORT_ENGINE_BADWORD"); bad && variable) {
