@@ -65,7 +65,7 @@ SortRun runSort(const std::string& engine, std::vector<std::string> args, Env en
     o.env = {{"LD_LIBRARY_PATH", std::string(SORT_ENGINES_DIR) + "/" + engine},
              {"TMPDIR", run.work},
              {"SORT_RECORD", record}};
-    for (auto& [k, v] : env) o.env[k] = v;
+    for (auto& [k, v] : env) o.env[k] = v && v->rfind("@work", 0) == 0 ? run.work + v->substr(5) : v;
     args.insert(args.begin(), "cwd=" + run.work);
     run.result = scenario::run(scenario::binPath("sort_scenarios"), args, o);
     if (endsNormally) {
@@ -252,6 +252,10 @@ TEST(SortSpill, TemporaryDirectoryFallsBackToTheCurrentOne) {
         EXPECT_EQ(differences(r.calls[0], std::string("ctl.tmp=. out.path=") + name), "");
         EXPECT_EQ(r.out["returned"], digestOf(std::vector<uint32_t>(3, 80)));
     }
+    // A directory given with its final "/" gets no second one.
+    SortRun r = runSort("recorder", {"using=1", "op:1"}, {{"TMPDIR", "@work/"}});
+    ASSERT_EQ(r.calls.size(), 1u);
+    EXPECT_EQ(differences(r.calls[0], "ctl.tmp=" + r.work + "/ out.path=" + r.spill("sortwko.")), "");
 }
 
 // ---- what the library guards against ----
