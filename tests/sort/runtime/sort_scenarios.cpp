@@ -11,6 +11,7 @@
 //   return1         one RETURN: "ret.status= ret.len= ret.text="
 //   errno           both names of the error number: "errno=<a>/<b>"
 //   stale           spill files of this process and thread, 1000 bytes each
+//   rm:PATH         removes a file (the engine, say)
 //   restart         the runtime ends (_zvkCOBOLTerm 1) and the program enters again
 //   thread          a thread starts a sort, releases, and ends inside it:
 //                   "mmapped.delta=<bytes still mapped>"
@@ -175,6 +176,8 @@ void act(const std::string& a) {
             for (int i = 0; f && i < 1000; ++i) fputc('Z', f);
             if (f) fclose(f);
         }
+    } else if (verb == "rm") {
+        printf("rm=%d\n", unlink(arg.c_str()));
     } else if (verb == "restart") {
         uint32_t rc = 9;
         _zvkCOBOLTerm(1, &rc);

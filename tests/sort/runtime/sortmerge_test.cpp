@@ -62,7 +62,7 @@ SortRun runSort(const std::string& engine, std::vector<std::string> args, Env en
     run.work = mkdtemp(pattern.data());
     const std::string record = run.work + "/engine.calls";
     scenario::Options o;
-    o.env = {{"LD_LIBRARY_PATH", std::string(SORT_ENGINES_DIR) + "/" + engine},
+    o.env = {{"LD_LIBRARY_PATH", engine[0] == '/' ? engine : std::string(SORT_ENGINES_DIR) + "/" + engine},
              {"TMPDIR", run.work},
              {"SORT_RECORD", record}};
     for (auto& [k, v] : env) o.env[k] = v && v->rfind("@work", 0) == 0 ? run.work + v->substr(5) : v;
@@ -366,6 +366,21 @@ TEST(SortLoad, WithoutAnEngineTheStatementsHaveNoEffect) {
     EXPECT_EQ(r.out["release.refused"], "1");
     EXPECT_EQ(r.out["ret.status"], "1");
     EXPECT_EQ(r.out["ret.len"], "65535");
+
+    // A failed load after a sort of the thread: RELEASE and RETURN do not
+    // take the last sort's records for this one's.
+    std::string pattern = scenario::binDir() + "/sortengine.XXXXXX";
+    const std::string dir = mkdtemp(pattern.data());
+    for (const char* lib : {"libkvr2_64r.so", "libvortlite_64r.so"})
+        fs::create_symlink(std::string(SORT_ENGINES_DIR) + "/recorder/" + lib, dir + "/" + lib);
+    r = runSort(dir, {"op:1", "release:5", "op:3", "op:11", "rm:" + dir + "/libvortlite_64r.so", "op:1", "release:1",
+                      "return1"});
+    fs::remove_all(dir);
+    EXPECT_EQ(r.calls.size(), 1u);
+    EXPECT_TRUE(scenario::hasLine(r.result.out, "op3=0"));
+    EXPECT_NE(r.result.err.find("dlopen fail: "), std::string::npos) << r.result.err;
+    EXPECT_EQ(r.out["release.refused"], "1");
+    EXPECT_EQ(r.out["ret.status"], "1");
 
     r = runSort("noentry", {"using=1", "giving=1", "op:1"});
     EXPECT_NE(r.result.err.find("dlsym fail: "), std::string::npos) << r.result.err;
