@@ -1,6 +1,7 @@
-// Stand-in sort engines for the run-time tests, one source built four
+// Stand-in sort engines for the run-time tests, one source built five
 // ways: the recorder (versioned), the same without a symbol version, one
-// without sortmerge, and one that starts a sort from inside its own call.
+// with two versions of sortmerge, one without sortmerge, and one that
+// starts a sort from inside its own call.
 //
 // The recorder appends one line per call to $SORT_RECORD with every
 // argument it got, then does a plain engine's work on records in the
@@ -171,7 +172,23 @@ int depth = 0;
 
 extern "C" {
 
-#ifndef ENGINE_NO_ENTRY
+#if defined(ENGINE_TWO_VERSIONS)
+// sortmerge@KVR2_6.1.0 beside a default sortmerge of another version,
+// which a plain look-up would find.
+__attribute__((visibility("default"))) int32_t sortmerge_v61(int32_t op, uint64_t formatWord, uint32_t recordLength,
+                                                             uintptr_t fourth, char* fifth, SortEighth e,
+                                                             SortIoRecord in, SortIoRecord out, SortControlRecord c) {
+    return engine("versioned", op, formatWord, recordLength, fourth, fifth, e, in, out, c);
+}
+__attribute__((visibility("default"))) int32_t sortmerge_default(int32_t op, uint64_t formatWord,
+                                                                 uint32_t recordLength, uintptr_t fourth, char* fifth,
+                                                                 SortEighth e, SortIoRecord in, SortIoRecord out,
+                                                                 SortControlRecord c) {
+    return engine("default", op, formatWord, recordLength, fourth, fifth, e, in, out, c);
+}
+__asm__(".symver sortmerge_v61, sortmerge@KVR2_6.1.0");
+__asm__(".symver sortmerge_default, sortmerge@@KVR2_OTHER");
+#elif !defined(ENGINE_NO_ENTRY)
 #ifdef ENGINE_UNVERSIONED
 #define ENGINE_TAG "plain"
 #elif defined(ENGINE_REENTRANT)

@@ -357,6 +357,12 @@ TEST(SortLoad, AnUnversionedEngineIsFoundByItsPlainName) {
     EXPECT_EQ(r.calls[0]["engine"], "plain");
 }
 
+TEST(SortLoad, TheEntryOfTheSortVersionComesBeforeTheDefaultOne) {
+    SortRun r = runSort("twoversions", {"using=1", "giving=1", "op:1"});
+    ASSERT_EQ(r.calls.size(), 1u) << r.result.err;
+    EXPECT_EQ(r.calls[0]["engine"], "versioned");
+}
+
 TEST(SortLoad, WithoutAnEngineTheStatementsHaveNoEffect) {
     SortRun r = runSort("none", {"op:1", "release:1", "op:3", "return1"});
     EXPECT_NE(r.result.err.find("dlopen(libvortlite_64r.so) error "), std::string::npos) << r.result.err;
