@@ -133,10 +133,10 @@ void work(uint64_t formatWord, uint32_t recordLength, const SortIoRecord& in, co
     if (out.path) {
         FILE* f = fopen(out.path, "wb");
         if (f) {
-            fwrite(bytes.data(), 1, bytes.size(), f);
+            if (!bytes.empty()) fwrite(bytes.data(), 1, bytes.size(), f);
             fclose(f);
         }
-    } else if (out.memory) {
+    } else if (out.memory && !bytes.empty()) {
         memcpy(out.memory, bytes.data(), std::min<size_t>(bytes.size(), out.bytes));
     }
 }
