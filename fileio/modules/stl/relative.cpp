@@ -310,7 +310,7 @@ int32_t openRelative(FCB* fcb, IPCB*, const FIB* fib) {
             closeRelative(fcb);
             return answer(fcb, fs2 == kFs2WriteFailed ? 30 : 39, fs2);
         }
-    } else if (exists && (st.st_size % file->slotSize) != 0) {
+    } else if (exists && file->mode != ZVK_OPEN_OUTPUT && (st.st_size % file->slotSize) != 0) {
         closeRelative(fcb);
         return answer(fcb, 39, kFs2Foreign);
     }

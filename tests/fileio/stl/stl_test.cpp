@@ -213,3 +213,31 @@ TEST(Sharing, OpenConflictsGive61AndLockedRecords51) {
              with(idx, {"share=1", "lock=2", "open:io", "read", "close"}));
     EXPECT_EQ(statusOf(r, 1), "00") << r.out;
 }
+
+// Two files of one program on one data file: one store shared, and their
+// locks conflict as two programs' do.
+TEST(Sharing, TwoFilesOfOneProgram) {
+    Dir d;
+    Result r = d.run({"two", "org=idx", "key=0:3", "key=3:2:dup", "access=dyn", "open:output", "write:aaa11",
+                      "2:open:input", "2:read", "write:bbb11", "2:read", "close", "2:close", "2:open:io", "2:set:aaa",
+                      "2:delete", "open:input", "read", "read", "2:close", "close"});
+    EXPECT_EQ(lines(r.out), (std::vector<std::string>{
+                                "open:output fs=00", "write fs=00", "open:input fs=00", "read fs=00 rec=[aaa11     ]",
+                                "write fs=02", "read fs=00 rec=[bbb11     ]", "close fs=00", "close fs=00",
+                                "open:io fs=00", "delete fs=00", "open:input fs=00", "read fs=00 rec=[bbb11     ]",
+                                "read fs=10", "close fs=00", "close fs=00", "epilogue 255"}))
+        << r.out;
+    r = d.run({"two", "share=1", "lock=1", "org=idx", "key=0:3", "key=3:2:dup", "access=dyn", "open:io",
+               "2:open:io", "read:lock", "2:read:lock", "2:set:bbb", "2:rewrite:bbb22", "unlock", "2:set:bbb",
+               "2:rewrite:bbb22", "2:close", "close"});
+    EXPECT_EQ(statusOf(r, 3), "51") << r.out;
+    EXPECT_EQ(statusOf(r, 4), "51") << r.out;
+    EXPECT_EQ(statusOf(r, 6), "00") << r.out;
+    // OUTPUT over another file's bytes, while the other file of the
+    // program waits for it: 61, then read after its CLOSE.
+    r = d.run({"two", "share=3", "org=rel", "open:output", "write:a", "2:open:input", "close", "2:open:input",
+               "2:read", "2:close"});
+    EXPECT_EQ(statusOf(r, 0), "00") << r.out;
+    EXPECT_EQ(statusOf(r, 2), "61") << r.out;
+    EXPECT_TRUE(hasLine(r.out, "read fs=00 rec=[a         ] rk=0001")) << r.out;
+}
