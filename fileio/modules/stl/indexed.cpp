@@ -193,6 +193,10 @@ int32_t openIndexed(FCB* fcb, IPCB*, const FIB* fib) {
     int error = 0;
     Environment* e = acquireEnvironment(name, false, &error);
     if (!e && error == EACCES && file->mode == ZVK_OPEN_INPUT) e = acquireEnvironment(name, true, &error);
+    if (!e && (error == MDB_INVALID || error == MDB_VERSION_MISMATCH) && file->mode == ZVK_OPEN_OUTPUT) {
+        // OUTPUT replaces a file of other bytes.
+        if (truncate(name, 0) == 0) e = acquireEnvironment(name, false, &error);
+    }
     if (!e) {
         const uint32_t fs2 = layoutFs2(error);
         return answer(fcb, openErrorStatus(fs2), fs2);
