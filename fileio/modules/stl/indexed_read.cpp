@@ -95,6 +95,14 @@ int32_t readIndexed(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
                 rc = rc == MDB_NOTFOUND ? mdb_cursor_get(c, &k, &v, MDB_LAST) : mdb_cursor_get(c, &k, &v, MDB_PREV);
             }
         }
+        if (rc == MDB_NOTFOUND && next && fcb->concat) {
+            doneRead(fcb);
+            if (nextVolume(fcb, element)) {
+                if (fcb->status > 9) return finish(fcb, element, fib, ZVK_VERB_READ, fcb->status, fcb->fs2);
+                return fcb->read(fcb, element, how, 0);
+            }
+            readTxn(fcb);
+        }
         if (rc == MDB_NOTFOUND) {
             file->atEnd = true;
             return failed(fcb, element, fib, ZVK_VERB_READ, 10, kFs2AtEnd);

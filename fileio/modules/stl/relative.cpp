@@ -161,6 +161,10 @@ int32_t readRelative(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
     for (;; n = next ? n + 1 : n - 1) {
         const int r = n ? readSlot(fcb, n) : -1;
         if (r == -2) return failed(fcb, element, fib, ZVK_VERB_READ, 30, kFs2ReadFailed);
+        if (r == -1 && next && nextVolume(fcb, element)) {
+            if (fcb->status > 9) return finish(fcb, element, fib, ZVK_VERB_READ, fcb->status, fcb->fs2);
+            return fcb->read(fcb, element, how, 0);
+        }
         if (r == -1) return failed(fcb, element, fib, ZVK_VERB_READ, 10, kFs2AtEnd);
         if (r == 1) return deliver(fcb, element, fib, n, how);
     }

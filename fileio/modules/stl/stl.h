@@ -153,6 +153,11 @@ int32_t answer(FCB* fcb, uint16_t status, uint32_t fs2);
 uint32_t openErrorFs2(int error);
 uint16_t openErrorStatus(uint32_t fs2);
 
+// At the end of a volume of a concatenation: the next one opened through
+// the library (the READ goes on in it, through fcb->read); false at the
+// last.
+bool nextVolume(FCB* fcb, IPCB* element);
+
 // A record's length for WRITE and REWRITE: variable records take the
 // verb's length argument; 0 when out of bounds.
 uint32_t recordLength(const FCB* fcb, const FIB* fib, uint32_t length, bool& bad);

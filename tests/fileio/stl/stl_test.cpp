@@ -170,6 +170,14 @@ TEST(Concatenation, VolumesReadInTurn) {
     EXPECT_EQ(got[4], "read fs=10") << r.out;
     EXPECT_EQ(got[5], "read fs=46") << r.out;
     EXPECT_EQ(got[6], "close fs=00") << r.out;
+    // Relative and indexed files of sequential access too.
+    for (const std::vector<std::string>& org : {std::vector<std::string>{"org=rel"}, {"org=idx", "key=0:2"}}) {
+        for (const char* v : {"x", "y"})
+            ASSERT_EQ(statusOf(d.run(with(org, {"open:output", std::string("write:") + v + "1", "close"}), v), 0), "00");
+        r = d.run(with(org, {"assign=" + d.path + "/x:" + d.path + "/y", "open:input", "read", "read", "read"}));
+        EXPECT_EQ(lines(r.out).at(2).substr(0, 23), "read fs=00 rec=[y1     ") << r.out;
+        EXPECT_EQ(lines(r.out).at(3).substr(0, 10), "read fs=10") << r.out;
+    }
 }
 
 // Two processes on one file: the first holds what it took until the
