@@ -225,8 +225,13 @@ int32_t writeRelative(FCB* fcb, IPCB* element, uint32_t, uint32_t length) {
 // relative key's; 0 with the status set when there is none.
 uint64_t target(FCB* fcb, const FIB* fib, uint16_t* status, uint32_t* fs2) {
     if (fib->access & ZVK_ACCESS_SEQUENTIAL) {
-        if ((fcb->state & ZVK_STATE_READ_GOOD) && fcb->lastVerb == ZVK_VERB_READ) return openFile(fcb)->slot;
-        *status = 43, *fs2 = kFs2NoCurrent;
+        uint64_t n = openFile(fcb)->slot;
+        if (!(fcb->state & ZVK_STATE_READ_GOOD) || fcb->lastVerb != ZVK_VERB_READ) {
+            *status = 43, *fs2 = kFs2NoCurrent;
+            return 0;
+        }
+        if (recordFree(fcb, &n, sizeof n)) return n;
+        *status = 51, *fs2 = kFs2RecordLocked;
         return 0;
     }
     uint64_t n = 0;
