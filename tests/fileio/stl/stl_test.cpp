@@ -104,6 +104,17 @@ TEST(Layout, OtherKeysLengthsOrForeignBytesGive39) {
     EXPECT_TRUE(hasLine(r.out, "open:output fs=39 fs2=441 field=39")) << r.out;
 }
 
+TEST(SecondaryStatus, TheModuleNamesItsOwnInTheErrorTrace) {
+    Dir d;
+    Options o;
+    o.env["VFS_DEBUG_ERROR"] = "1";
+    Result r = d.run({"org=idx", "key=0:2", "access=dyn", "verbose", "open:output", "close", "open:io", "set:zz",
+                      "read:key:0", "write:zz", "write:zz", "close"}, "f.dat", o);
+    EXPECT_TRUE(hasLine(r.out, "read:key:0 fs=23 fs2=445 field=23")) << r.out;
+    EXPECT_NE(r.err.find("FS2=no record with this key"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("FS2=a record with this key exists"), std::string::npos) << r.err;
+}
+
 TEST(Damage, ADamagedStoreGivesStatusesNotACrash) {
     Dir d;
     const std::vector<std::string> layout = {"org=idx", "access=dyn", "key=0:8", "key=4:4:dup"};
