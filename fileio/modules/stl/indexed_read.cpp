@@ -6,8 +6,6 @@
 
 namespace stl {
 
-namespace {
-
 MDB_cursor* cursorFor(FCB* fcb, MDB_txn* txn, uint32_t n) {
     OpenFile* file = openFile(fcb);
     auto** cursors = static_cast<MDB_cursor**>(file->cursors);
@@ -17,6 +15,8 @@ MDB_cursor* cursorFor(FCB* fcb, MDB_txn* txn, uint32_t n) {
     if (mdb_cursor_open(txn, dbi, &cursors[n]) != 0) cursors[n] = nullptr;
     return cursors[n];
 }
+
+namespace {
 
 // The length of a key of reference's entries.
 uint32_t entryLength(const FIB* fib, uint32_t n) {

@@ -94,6 +94,7 @@ TEST(Layout, OtherKeysLengthsOrForeignBytesGive39) {
     d.write("text.dat", std::string(5000, 'x'));
     Result r = d.run(with(kIndexed, {"verbose", "open:input"}), "text.dat");
     EXPECT_EQ(statusOf(r, 0), "39") << r.out;
+    EXPECT_NE(access((d.path + "/text.dat-lock").c_str(), F_OK), 0);
     EXPECT_EQ(statusOf(d.run(with(kIndexed, {"open:output", "write:aaa11", "close", "open:input", "read"}),
                              "text.dat"), 3), "00");
     ASSERT_EQ(statusOf(d.run({"record=10", "open:output", "write:a", "close"}, "s.dat"), 0), "00");
