@@ -41,6 +41,7 @@ struct OpenFile {
     bool atEnd;         // the last READ found no line
     bool needsNewline;  // a record written AFTER ADVANCING still lacks its end of line
     bool needsTop;      // LINAGE: the first page's top margin is still to write
+    size_t lineCapacity;  // READ: bytes of the line buffer at FCB.moduleBuffer2
 };
 
 inline OpenFile* openFile(FCB* fcb) { return static_cast<OpenFile*>(fcb->moduleBuffer); }

@@ -95,7 +95,7 @@ int32_t openFileSlot(FCB* fcb, IPCB* element) {
         fclose(stream);
         return answer(fcb, 30, kFs2NoMemory);
     }
-    *file = OpenFile{stream, false, false, true};
+    *file = OpenFile{stream, false, false, true, 0};
     fcb->moduleBuffer = file;
     if (mode & ZVK_OPEN_INPUT) {
         fcb->read = readLine;
