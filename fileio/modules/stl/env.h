@@ -1,0 +1,39 @@
+// The LMDB environments of indexed files: one per data file and process,
+// shared by every FCB open on it (a second environment on one file in one
+// process would break LMDB's locks), found by device and inode.
+#pragma once
+
+#include <lmdb.h>
+
+#include "stl.h"
+
+namespace stl {
+
+struct Environment {
+    Environment* next;
+    dev_t device;
+    ino_t inode;
+    MDB_env* env;
+    uint32_t references;
+    bool readOnly;
+    bool haveHandles;        // meta, primary and alternates below are open
+    uint32_t alternates;     // alternate keys the handles below are for
+    MDB_dbi meta;
+    MDB_dbi primary;
+    MDB_dbi alternate[kMaxKeys];
+};
+
+// The environment of path, opened or shared; null with *error (an errno,
+// or an MDB_* code) when it cannot be.  The file must exist.
+Environment* acquireEnvironment(const char* path, bool readOnly, int* error);
+// One user less; the last one syncs and closes the environment.
+void releaseEnvironment(Environment* env);
+// A write transaction, following a map another process has grown.
+int beginWrite(Environment* env, MDB_txn** txn);
+// After MDB_MAP_FULL (the transaction aborted): a map twice as large.
+bool growMap(Environment* env);
+// The process-wide lock over the table and the handles of each entry.
+void lockEnvironments();
+void unlockEnvironments();
+
+}  // namespace stl

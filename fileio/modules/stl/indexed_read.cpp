@@ -1,0 +1,183 @@
+// Indexed READ and START.  The position is an entry of the key of
+// reference's sub-database (FCB key buffer kPosition): the record READ
+// returned last, or, after START, the one the next READ returns.
+
+#include "indexed.h"
+
+namespace stl {
+
+namespace {
+
+MDB_cursor* cursorFor(FCB* fcb, MDB_txn* txn, uint32_t n) {
+    OpenFile* file = openFile(fcb);
+    auto** cursors = static_cast<MDB_cursor**>(file->cursors);
+    MDB_dbi dbi = keyDbi(file->env, n);
+    if (cursors[n] && mdb_cursor_renew(txn, cursors[n]) == 0) return cursors[n];
+    if (cursors[n]) mdb_cursor_close(cursors[n]), cursors[n] = nullptr;
+    if (mdb_cursor_open(txn, dbi, &cursors[n]) != 0) cursors[n] = nullptr;
+    return cursors[n];
+}
+
+// The length of a key of reference's entries.
+uint32_t entryLength(const FIB* fib, uint32_t n) {
+    const ZvkFileKey* key = fileKey(fib, n);
+    return key->length + (n && key->duplicates ? 8 : 0);
+}
+
+bool samePrefix(const MDB_val& k, const uint8_t* prefix, uint32_t length) {
+    return k.mv_size >= length && memcmp(k.mv_data, prefix, length) == 0;
+}
+
+// The first entry whose first length bytes exceed prefix's, or NOTFOUND.
+int seekAfter(FCB* fcb, const FIB* fib, MDB_cursor* c, uint32_t n, const uint8_t* prefix, uint32_t length,
+              MDB_val& k, MDB_val& v) {
+    const uint32_t full = entryLength(fib, n);
+    uint8_t* search = keyBuffer(fcb, kSearch);
+    memmove(search, prefix, length);
+    memset(search + length, 0xFF, full - length);
+    k = {full, search};
+    int rc = mdb_cursor_get(c, &k, &v, MDB_SET_RANGE);
+    if (rc == 0 && samePrefix(k, prefix, length)) rc = mdb_cursor_get(c, &k, &v, MDB_NEXT);
+    return rc;
+}
+
+int32_t failed(FCB* fcb, IPCB* element, const FIB* fib, uint8_t verb, uint16_t status, uint32_t fs2) {
+    doneRead(fcb);
+    fcb->state &= ~(ZVK_STATE_READ_GOOD | ZVK_STATE_POSITIONED);
+    return finish(fcb, element, fib, verb, status, fs2);
+}
+
+}  // namespace
+
+int32_t readIndexed(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
+    const FIB* fib = zvkFileFib(fcb, element);
+    OpenFile* file = openFile(fcb);
+    fcb->verb = ZVK_VERB_READ;
+    const uint32_t direction = how & 0xFF;
+    if (direction != ZVK_READ_KEY && !(fcb->state & ZVK_STATE_POSITIONED)) {
+        fcb->state &= ~ZVK_STATE_READ_GOOD;
+        return finish(fcb, element, fib, ZVK_VERB_READ, 46, kFs2AfterEnd);
+    }
+    MDB_txn* txn = readTxn(fcb);
+    if (!txn) return engineError(fcb, element, fib, ZVK_VERB_READ, MDB_PANIC);
+    uint32_t n = file->keyOfReference;
+    if (direction == ZVK_READ_KEY) {
+        n = ZVK_HOW_KEY_OF(how);
+        if (n >= fib->keyCount) n = 0;
+    }
+    MDB_cursor* c = cursorFor(fcb, txn, n);
+    if (!c) return failed(fcb, element, fib, ZVK_VERB_READ, 30, kFs2Engine);
+    const ZvkFileKey* key = fileKey(fib, n);
+    uint8_t* position = keyBuffer(fcb, kPosition);
+    MDB_val k, v;
+    int rc;
+    if (direction == ZVK_READ_KEY) {
+        file->keyOfReference = n;
+        k = {key->length, fcb->record + key->position};
+        rc = mdb_cursor_get(c, &k, &v, MDB_SET_RANGE);
+        if (rc == 0 && !samePrefix(k, fcb->record + key->position, key->length)) rc = MDB_NOTFOUND;
+        if (rc == MDB_NOTFOUND) return failed(fcb, element, fib, ZVK_VERB_READ, 23, kFs2NotFound);
+    } else {
+        const bool next = direction != ZVK_READ_PREVIOUS;
+        if (file->positionLength == 0) {
+            rc = mdb_cursor_get(c, &k, &v, next ? MDB_FIRST : MDB_LAST);
+        } else {
+            k = {file->positionLength, position};
+            rc = mdb_cursor_get(c, &k, &v, MDB_SET_RANGE);
+            const bool same = rc == 0 && k.mv_size == file->positionLength &&
+                              memcmp(k.mv_data, position, file->positionLength) == 0;
+            if (file->pending && same) {
+                // START's record, still there.
+            } else if (next) {
+                if (same) rc = mdb_cursor_get(c, &k, &v, MDB_NEXT);
+            } else {
+                rc = rc == MDB_NOTFOUND ? mdb_cursor_get(c, &k, &v, MDB_LAST) : mdb_cursor_get(c, &k, &v, MDB_PREV);
+            }
+        }
+        if (rc == MDB_NOTFOUND) {
+            file->atEnd = true;
+            return failed(fcb, element, fib, ZVK_VERB_READ, 10, kFs2AtEnd);
+        }
+    }
+    if (rc) {
+        doneRead(fcb);
+        return engineError(fcb, element, fib, ZVK_VERB_READ, rc);
+    }
+    if (k.mv_size > file->keyCapacity) return failed(fcb, element, fib, ZVK_VERB_READ, 30, kFs2Damaged);
+    memcpy(position, k.mv_data, k.mv_size);
+    file->positionLength = static_cast<uint32_t>(k.mv_size);
+    file->pending = false;
+    MDB_val prime = n ? v : k;
+    uint16_t status = 0;
+    if (n) {
+        if (key->duplicates && direction != ZVK_READ_PREVIOUS) {
+            // 02: the next record by this key has the same key.
+            MDB_val k2, v2;
+            if (mdb_cursor_get(c, &k2, &v2, MDB_NEXT) == 0 && samePrefix(k2, position, key->length)) status = 2;
+        }
+        rc = mdb_get(txn, file->env->primary, &prime, &v);
+        if (rc) return failed(fcb, element, fib, ZVK_VERB_READ, 30, kFs2Damaged);
+    }
+    const uint32_t skip = counterBytes(fib);
+    if (v.mv_size < skip || v.mv_size - skip > fcb->maxLength || prime.mv_size > file->keyCapacity)
+        return failed(fcb, element, fib, ZVK_VERB_READ, 30, kFs2Damaged);
+    const uint32_t length = static_cast<uint32_t>(v.mv_size - skip);
+    memcpy(fcb->record, static_cast<const uint8_t*>(v.mv_data) + skip, length);
+    memcpy(keyBuffer(fcb, kCurrentPrime), prime.mv_data, prime.mv_size);
+    doneRead(fcb);
+    fcb->recordArea->length = length;
+    fcb->state |= ZVK_STATE_READ_GOOD | ZVK_STATE_POSITIONED;
+    return finish(fcb, element, fib, ZVK_VERB_READ, status, kFs2None);
+}
+
+int32_t startIndexed(FCB* fcb, IPCB* element, uint32_t how, uint32_t length) {
+    const FIB* fib = zvkFileFib(fcb, element);
+    OpenFile* file = openFile(fcb);
+    fcb->verb = ZVK_VERB_START;
+    uint32_t n = ZVK_HOW_KEY_OF(how);
+    if (n >= fib->keyCount) n = 0;
+    const ZvkFileKey* key = fileKey(fib, n);
+    if (length == 0 || length > key->length) length = key->length;
+    MDB_txn* txn = readTxn(fcb);
+    if (!txn) return engineError(fcb, element, fib, ZVK_VERB_START, MDB_PANIC);
+    MDB_cursor* c = cursorFor(fcb, txn, n);
+    if (!c) return failed(fcb, element, fib, ZVK_VERB_START, 30, kFs2Engine);
+    // The search key in its own buffer: the record area may hold anything.
+    uint8_t prefix[512];
+    const uint8_t* wanted = fcb->record + key->position;
+    if (length <= sizeof prefix) memcpy(prefix, wanted, length), wanted = prefix;
+    MDB_val k{length, const_cast<uint8_t*>(wanted)}, v;
+    int rc;
+    switch (how & 0xFF) {
+        case ZVK_START_EQUAL:
+            rc = mdb_cursor_get(c, &k, &v, MDB_SET_RANGE);
+            if (rc == 0 && !samePrefix(k, wanted, length)) rc = MDB_NOTFOUND;
+            break;
+        case ZVK_START_GREATER: rc = seekAfter(fcb, fib, c, n, wanted, length, k, v); break;
+        case ZVK_START_LESS:
+            rc = mdb_cursor_get(c, &k, &v, MDB_SET_RANGE);
+            rc = rc == MDB_NOTFOUND ? mdb_cursor_get(c, &k, &v, MDB_LAST) : rc ? rc : mdb_cursor_get(c, &k, &v, MDB_PREV);
+            break;
+        case ZVK_START_NOT_GREATER:
+            rc = seekAfter(fcb, fib, c, n, wanted, length, k, v);
+            rc = rc == MDB_NOTFOUND ? mdb_cursor_get(c, &k, &v, MDB_LAST) : rc ? rc : mdb_cursor_get(c, &k, &v, MDB_PREV);
+            break;
+        default: rc = mdb_cursor_get(c, &k, &v, MDB_SET_RANGE); break;
+    }
+    if (rc == MDB_NOTFOUND) return failed(fcb, element, fib, ZVK_VERB_START, 23, kFs2NotFound);
+    if (rc) {
+        doneRead(fcb);
+        return engineError(fcb, element, fib, ZVK_VERB_START, rc);
+    }
+    if (k.mv_size > file->keyCapacity) return failed(fcb, element, fib, ZVK_VERB_START, 30, kFs2Damaged);
+    memcpy(keyBuffer(fcb, kPosition), k.mv_data, k.mv_size);
+    doneRead(fcb);
+    file->positionLength = static_cast<uint32_t>(k.mv_size);
+    file->pending = true;
+    file->keyOfReference = n;
+    file->atEnd = false;
+    fcb->state = (fcb->state & ~ZVK_STATE_READ_GOOD) | ZVK_STATE_POSITIONED;
+    return finish(fcb, element, fib, ZVK_VERB_START, 0, kFs2None);
+}
+
+}  // namespace stl

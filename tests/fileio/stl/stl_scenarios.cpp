@@ -1,0 +1,193 @@
+// A main program with one record file, laid out as compiled code lays it
+// out, that runs the statements its arguments name through the real
+// module (zvkrfstl_64r.so, found beside the library):
+//   stl_scenarios [org=seq|rel|idx] [access=seq|rand|dyn] [assign=NAME]
+//                 [optional] [record=N] [variable=MIN] [key=POS:LEN[:dup]]...
+//                 [nostatus] [verbose] OP...
+// The first key= is the prime key, the others alternate keys; relative
+// files have a RELATIVE KEY of 4 zoned digits.  OP is
+//   open:input|output|io|extend, close, read (NEXT), read:prev,
+//   read:key:N (by key N), start:eq|gt|ge|lt|le:N[:LEN], write:TEXT,
+//   rewrite:TEXT, delete, set:TEXT (the record area), rk:N (the relative key).
+// Each prints the line the COBOL program of cobol_program.py displays for
+// it; verbose adds FS2 and the length READ leaves in the record area.  A
+// variable record's WRITE passes TEXT's length.  The program ends as STOP
+// RUN does, closing what is open.
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "cobol.h"
+#include "kvr2/filemodule.h"
+
+namespace {
+
+cobol::Program program("STLPGM", nullptr);
+struct alignas(16) FibImage {
+    FIB fib;
+    ZvkFileKey keys[8];
+    ZvkRelativeKey relativeKey;
+} image;
+FIB& fib = image.fib;
+alignas(16) FCB fcb;
+FIB* fibs[1] = {&fib};
+void* fcbs[1] = {&fcb};
+void* recordCell;
+uint8_t workingStorage[48];   // FILE STATUS at 0, feedback at 8, relative key at 40
+void* statusCell = workingStorage;
+std::string assignment = "stl.dat";
+bool verbose = false, relative = false;
+
+std::string relativeKey() { return std::string(reinterpret_cast<char*>(workingStorage + 40), 4); }
+
+void show(const std::string& op, const std::string& extra = "") {
+    char text[160];
+    std::string line = op + " fs=" + (snprintf(text, sizeof text, "%02d", fcb.status), text) + extra;
+    if (verbose) {
+        snprintf(text, sizeof text, " fs2=%u field=%.2s", fcb.fs2, reinterpret_cast<const char*>(workingStorage));
+        line += text;
+    }
+    line += '\n';
+    fwrite(line.data(), 1, line.size(), stdout);
+    fflush(stdout);
+}
+
+uint32_t setRecord(const std::string& text) {
+    memset(fcb.record, ' ', fib.maxLength);
+    const size_t n = text.size() < fib.maxLength ? text.size() : fib.maxLength;
+    memcpy(fcb.record, text.data(), n);
+    return static_cast<uint32_t>(n);
+}
+
+std::string recordText() {
+    const uint32_t n = fib.recordFormat == ZVK_RECORD_VARIABLE ? fcb.recordArea->length : fib.maxLength;
+    std::string r = " rec=[" + std::string(reinterpret_cast<char*>(fcb.record), n < fib.maxLength ? n : fib.maxLength) + "]";
+    if (relative) r += " rk=" + relativeKey();
+    if (verbose) r += " length=" + std::to_string(fcb.recordArea->length);
+    return r;
+}
+
+uint32_t startHow(const std::string& rel) {
+    if (rel == "eq") return ZVK_START_EQUAL;
+    if (rel == "gt") return ZVK_START_GREATER;
+    if (rel == "ge") return ZVK_START_NOT_LESS;
+    if (rel == "lt") return ZVK_START_LESS;
+    return ZVK_START_NOT_GREATER;
+}
+
+void run(int argc, char** argv) {
+    IPCB* element = reinterpret_cast<IPCB*>(program.ipcb);
+    for (int i = 1; i < argc; ++i) {
+        const std::string op = argv[i];
+        memset(workingStorage, '.', 40);
+        if (op.rfind("open:", 0) == 0) {
+            const std::string mode = op.substr(5);
+            fcb.openMode = mode == "input" ? ZVK_OPEN_INPUT : mode == "output" ? ZVK_OPEN_OUTPUT
+                         : mode == "extend" ? ZVK_OPEN_EXTEND : ZVK_OPEN_IO;
+            fcb.open(&fcb, element);
+            show(op);
+        } else if (op == "close") {
+            fcb.closeOptions = 0;
+            fcb.close(&fcb, element);
+            show(op);
+        } else if (op == "read" || op == "read:prev" || op.rfind("read:key:", 0) == 0) {
+            uint32_t how = op == "read" ? ZVK_READ_NEXT : op == "read:prev" ? ZVK_READ_PREVIOUS : ZVK_READ_KEY;
+            if (how == ZVK_READ_KEY) how |= ZVK_HOW_KEY(atoi(op.c_str() + 9));
+            fcb.read(&fcb, element, how, 0);
+            show(op, fcb.status < 10 ? recordText() : relative ? " rk=" + relativeKey() : "");
+        } else if (op.rfind("start:", 0) == 0) {
+            const std::string rest = op.substr(6);
+            unsigned key = 0, length = 0;
+            sscanf(rest.c_str() + 3, "%u:%u", &key, &length);
+            fcb.start(&fcb, element, startHow(rest.substr(0, 2)) | ZVK_HOW_KEY(key), length);
+            show(op);
+        } else if (op.rfind("write:", 0) == 0) {
+            const uint32_t n = setRecord(op.substr(6));
+            fcb.write(&fcb, element, ZVK_WRITE_PLAIN, n);
+            show("write", relative ? " rk=" + relativeKey() : "");
+        } else if (op.rfind("rewrite:", 0) == 0) {
+            const uint32_t n = setRecord(op.substr(8));
+            fcb.rewrite(&fcb, element, 0, n);
+            show("rewrite");
+        } else if (op == "delete") {
+            fcb.deleteRecord(&fcb, element, 0, 0);
+            show(op);
+        } else if (op.rfind("set:", 0) == 0) {
+            setRecord(op.substr(4));
+        } else if (op.rfind("rk:", 0) == 0) {
+            snprintf(reinterpret_cast<char*>(workingStorage + 40), 5, "%04d", atoi(op.c_str() + 3));
+        }
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    uint32_t length = 10, minimum = 0;
+    std::vector<ZvkFileKey> keys;
+    memcpy(fcb.eye, "FCB", 3);
+    fcb.index = fib.index = 1;
+    memcpy(fib.defaultPrefix, "???", 3);
+    fib.organization = ZVK_ORG_SEQUENTIAL;
+    fib.access = ZVK_ACCESS_SEQUENTIAL;
+    fib.recordFormat = ZVK_RECORD_FIXED;
+    fib.flags = ZVK_FIB_ASSIGN_LITERAL;
+    snprintf(fib.name, sizeof fib.name, "%s", "STL-FILE");
+    fib.feedbackLength = 16;
+    fib.feedbackOffset = 8;
+    fib.recordCell = &recordCell;
+    fib.statusCell = &statusCell;
+    fib.feedbackCell = &statusCell;
+    memcpy(workingStorage + 40, "0000", 4);
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        unsigned pos = 0, len = 0;
+        char dup[8] = {};
+        if (a.rfind("assign=", 0) == 0) assignment = a.substr(7);
+        else if (a == "optional") fib.flags |= ZVK_FIB_OPTIONAL;
+        else if (a.rfind("record=", 0) == 0) length = static_cast<uint32_t>(atoi(a.c_str() + 7));
+        else if (a.rfind("variable=", 0) == 0) fib.recordFormat = ZVK_RECORD_VARIABLE, minimum = atoi(a.c_str() + 9);
+        else if (a == "verbose") verbose = true;
+        else if (a == "nostatus") fib.statusCell = fib.feedbackCell = nullptr;
+        else if (a == "org=rel") fib.organization = ZVK_ORG_RELATIVE, relative = true;
+        else if (a == "org=idx") fib.organization = ZVK_ORG_INDEXED;
+        else if (a == "access=rand") fib.access = ZVK_ACCESS_RANDOM;
+        else if (a == "access=dyn") fib.access = ZVK_ACCESS_DYNAMIC;
+        else if (sscanf(a.c_str(), "key=%u:%u:%7s", &pos, &len, dup) >= 2)
+            keys.push_back(ZvkFileKey{len, pos, static_cast<uint8_t>(dup[0] ? 1 : 0), {}});
+    }
+    fib.maxLength = length;
+    fib.minLength = fib.recordFormat == ZVK_RECORD_VARIABLE ? minimum : length;
+    fcb.maxLength = length;
+    if (!keys.empty()) {
+        fib.keyCount = static_cast<uint32_t>(keys.size());
+        fib.keyTableOffset = offsetof(FibImage, keys);
+        for (size_t k = 0; k < keys.size() && k < 8; ++k) image.keys[k] = keys[k];
+    }
+    static void* relativeCell = workingStorage;
+    if (relative) {
+        image.relativeKey.cell = &relativeCell;
+        image.relativeKey.offset = 40;
+        image.relativeKey.length = 4;
+        image.relativeKey.kind = ZVK_RELKEY_ZONED;
+        image.relativeKey.digits = 4;
+        fib.relativeKeyOffset = offsetof(FibImage, relativeKey);
+    }
+    // The record area exactly as long as the record, so that a sanitizer
+    // sees a byte written past it.
+    recordCell = calloc(1, sizeof(ZvkRecordArea) + length);
+    fib.assignment = assignment.data();
+    fib.assignLength = static_cast<uint16_t>(assignment.size());
+    cobol::put<void*>(program.pcb, cobol::pcbo::fib, fibs);
+    cobol::put<void*>(program.ipcb, cobol::ipcbo::fcbs, fcbs);
+    cobol::put<int32_t>(program.ipcb, cobol::ipcbo::fileCount, 1);
+    COBOL_MAIN(program, {
+        run(argc, argv);
+        _zvkRunUnitTerm(0);
+    });
+    free(recordCell);
+    return 0;
+}
