@@ -50,7 +50,7 @@ protected:
         const pid_t pid = fork();
         if (pid == 0) {
             close(fds[0]);
-            IndexedProgram p(file_, 1);
+            IndexedProgram& p = IndexedProgram::make(file_, 1);
             if (p.open(0, mode) > 9) _exit(3);
             for (uint32_t i = first;; ++i) {
                 if (p.write(0, primeOf(i), altOf(i), i) > 9) _exit(4);
@@ -81,7 +81,7 @@ protected:
     // Every acknowledged record by both keys; the prime index and the
     // alternate index hold the same records.
     void verify(const std::vector<uint32_t>& acked) {
-        IndexedProgram p(file_, 1);
+        IndexedProgram& p = IndexedProgram::make(file_, 1);
         ASSERT_EQ(p.open(0, ZVK_OPEN_INPUT), 0) << "FCB status " << p.fcb(0).status << " fs2 " << p.fcb(0).fs2;
         ASSERT_EQ(p.status(0), "00");
         for (uint32_t i : acked) {

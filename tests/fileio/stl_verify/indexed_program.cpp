@@ -1,5 +1,7 @@
 #include "indexed_program.h"
 
+#include <cstdlib>
+
 namespace stlverify {
 
 std::string key(uint64_t n) {
@@ -14,12 +16,25 @@ std::string alt(uint64_t n) {
     return text;
 }
 
+IndexedProgram& IndexedProgram::make(const std::string& assignment, int files, Sharing sharing) {
+    // Held by a plain array, so that they stay reachable to the end.
+    static IndexedProgram* live[1024];
+    static int count = 0;
+    if (count == 1024) abort();
+    return *(live[count++] = new IndexedProgram(assignment, files, sharing));
+}
+
 IndexedProgram::IndexedProgram(const std::string& assignment, int files, Sharing sharing) {
     snprintf(assignment_, sizeof assignment_, "stl-%s", assignment.c_str());
     pcb_.version[0] = 6, pcb_.version[1] = 1;
     pcb_.ipcb = ipcb_;
-    pcb_.name = "STLVERIFY";
-    pcb_.nameLength = 9;
+    // Each instance is a program of its own: a program's PCB is registered
+    // once, at its first entry, and another PCB of the same name would find
+    // its files already registered through the first.
+    static int programs = 0;
+    snprintf(name_, sizeof name_, "STLV%04d", ++programs);
+    pcb_.name = name_;
+    pcb_.nameLength = static_cast<uint32_t>(strlen(name_));
     pcb_.yearWindow = 9999;
     pcb_.fib = fibList_;
     ipcb_[0].fcbs = fcbList_;

@@ -6,7 +6,7 @@
 //   05 R-ALT   PIC X(6).   alternate key WITH DUPLICATES
 //   05 R-COUNT PIC 9(8).
 //   05 R-DATA  PIC X(18).
-// Each process makes its own program (after fork, too): a module's open
+// Each process opens its own files (after fork, too): a module's open
 // file is never used across fork.
 #pragma once
 
@@ -36,8 +36,10 @@ std::string alt(uint64_t n);                  // "A" and 5 digits
 
 class IndexedProgram {
 public:
-    // files FCBs (SELECTs) on the same file, named by assignment.
-    IndexedProgram(const std::string& assignment, int files, Sharing sharing = {});
+    // A new program whose `files` FCBs (SELECTs) name the same file.  Its
+    // records live to the process end, as compiled code's static records
+    // do: the run unit's end closes what is still open through them.
+    static IndexedProgram& make(const std::string& assignment, int files, Sharing sharing = {});
     IndexedProgram(const IndexedProgram&) = delete;
 
     int32_t open(int f, uint16_t mode);
@@ -63,6 +65,7 @@ public:
     FCB& fcb(int f) { return fcbs_[f]; }
 
 private:
+    IndexedProgram(const std::string& assignment, int files, Sharing sharing);
     void put(int f, const std::string& k, const std::string& a, uint32_t count);
     int32_t verb(int f, zvkFileVerb slot, uint32_t how, uint32_t length);
 
@@ -85,6 +88,7 @@ private:
     char statusFields_[2 * kMaxFiles]{};
     void* statusCell_ = statusFields_;
     char assignment_[256]{};
+    char name_[16]{};
 };
 
 }  // namespace stlverify
