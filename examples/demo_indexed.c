@@ -186,7 +186,7 @@ int main(void) {
     report("LOADED 8 ACCOUNTS", TEXT_ONLY);
     memcpy(acct_area.record, accounts[0], ACCT_LENGTH);
     acct_verb(acct->write, ZVK_WRITE_PLAIN);
-    report("WRITE A00003 AGAIN", WITH_STATUS);
+    report("DUPLICATE A00003", WITH_STATUS);
     acct->closeOptions = 0;
     acct->close(acct, indexed_ipcb);
 
@@ -202,7 +202,7 @@ int main(void) {
 
     memcpy(acct_area.record + ID, "A00004", ID_LENGTH);
     acct_verb(acct->start, ZVK_START_NOT_LESS | ZVK_HOW_KEY(0));
-    report("START ID >= A00004", WITH_STATUS);
+    report("START ID>=A00004", WITH_STATUS);
     for (int i = 0; i < 3; ++i)
         if (acct_read(ZVK_READ_NEXT) < 10) report("  NEXT", WITH_RECORD);
     for (int i = 0; i < 2; ++i)
