@@ -80,7 +80,8 @@ int32_t readIndexed(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
     } else {
         const bool next = direction != ZVK_READ_PREVIOUS;
         if (file->positionLength == 0) {
-            rc = mdb_cursor_get(c, &k, &v, next ? MDB_FIRST : MDB_LAST);
+            // Just opened: at the first record, before which there is none.
+            rc = next ? mdb_cursor_get(c, &k, &v, MDB_FIRST) : MDB_NOTFOUND;
         } else {
             k = {file->positionLength, position};
             rc = mdb_cursor_get(c, &k, &v, MDB_SET_RANGE);

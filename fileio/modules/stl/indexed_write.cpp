@@ -200,9 +200,14 @@ int32_t writeIndexed(FCB* fcb, IPCB* element, uint32_t, uint32_t length) {
     const uint32_t primeLength = fileKey(fib, 0)->length;
     const bool inSequence = (fib->access & ZVK_ACCESS_SEQUENTIAL) && file->mode != ZVK_OPEN_IO;
     uint8_t* last = keyBuffer(fcb, kLastWritten);
-    if (inSequence && file->lastWriteLength && memcmp(ch.prime, last, primeLength) <= 0) {
+    if (inSequence && file->lastWriteLength) {
+        // EXTEND: the file's last key is a record there (22), as another
+        // system answers; otherwise out of sequence (21).
+        const int order = memcmp(ch.prime, last, primeLength);
         fcb->state &= ~ZVK_STATE_READ_GOOD;
-        return finish(fcb, element, fib, ZVK_VERB_WRITE, 21, kFs2Sequence);
+        if (order == 0 && file->mode == ZVK_OPEN_EXTEND)
+            return finish(fcb, element, fib, ZVK_VERB_WRITE, 22, kFs2Duplicate);
+        if (order <= 0) return finish(fcb, element, fib, ZVK_VERB_WRITE, 21, kFs2Sequence);
     }
     const int32_t status = transact(ch, element, ZVK_VERB_WRITE, doWrite);
     if (status < 10 && inSequence) {

@@ -8,7 +8,8 @@
 // files have a RELATIVE KEY of 4 zoned digits.  OP is
 //   open:input|output|io|extend, close, read (NEXT), read:prev,
 //   read:key:N (by key N), start:eq|gt|ge|lt|le:N[:LEN], write:TEXT,
-//   rewrite:TEXT, delete, set:TEXT (the record area), rk:N (the relative key).
+//   rewrite:TEXT, delete, set:TEXT (the record area), rk:N (the relative key),
+//   fill:N (N records by ascending key), count (READ NEXT to the end).
 // Each prints the line the COBOL program of cobol_program.py displays for
 // it; verbose adds FS2 and the length READ leaves in the record area.  A
 // variable record's WRITE passes TEXT's length.  The program ends as STOP
@@ -115,6 +116,25 @@ void run(int argc, char** argv) {
         } else if (op == "delete") {
             fcb.deleteRecord(&fcb, element, 0, 0);
             show(op);
+        } else if (op.rfind("fill:", 0) == 0) {
+            // N records keyed 00000000 up, the record filled with the key;
+            // the last status shown, and how many failed.
+            const long count = atol(op.c_str() + 5);
+            long failures = 0;
+            for (long r = 0; r < count; ++r) {
+                char key[24];
+                snprintf(key, sizeof key, "%08ld", r);
+                memset(fcb.record, 'a' + r % 26, fib.maxLength);
+                memcpy(fcb.record, key, fib.maxLength < 8 ? fib.maxLength : 8);
+                fcb.write(&fcb, element, ZVK_WRITE_PLAIN, fib.maxLength);
+                failures += fcb.status >= 10;
+            }
+            show("fill", " failures=" + std::to_string(failures));
+        } else if (op == "count") {
+            // READ NEXT to the end: how many records, the end's status.
+            long count = 0;
+            while (fcb.read(&fcb, element, ZVK_READ_NEXT, 0) < 10) ++count;
+            show("count", " records=" + std::to_string(count));
         } else if (op.rfind("set:", 0) == 0) {
             setRecord(op.substr(4));
         } else if (op.rfind("rk:", 0) == 0) {

@@ -1,0 +1,170 @@
+// The record module through the library's OPEN, as compiled code calls
+// it, for what the comparison with cobc cannot show: which module the
+// library's sniff picks for the files it writes, files of other layouts
+// or damaged ones (39 and 30, never a crash), keys the store refuses, a
+// map that grows, concatenated volumes, variable records, synchronous
+// commits.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fcntl.h>
+#include <fstream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+#include "scenario.h"
+
+using namespace scenario;
+
+namespace {
+
+struct Dir {
+    std::string path;
+    Dir() {
+        char templ[] = "/tmp/stl_test.XXXXXX";
+        path = mkdtemp(templ);
+    }
+    ~Dir() {
+        std::string command = "rm -rf " + path;
+        if (system(command.c_str()) != 0) ADD_FAILURE() << command;
+    }
+    // The scenario's statements on the file `name` in this directory.
+    Result run(std::vector<std::string> args, const std::string& name = "f.dat", Options o = {}) const {
+        args.insert(args.begin(), "assign=" + path + "/" + name);
+        return scenario::run(binDir() + "/stl_scenarios", args, o);
+    }
+    void write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(path + "/" + name, std::ios::binary) << bytes;
+    }
+};
+
+std::string statusOf(const Result& r, size_t n) {
+    const std::vector<std::string> all = lines(r.out);
+    if (n >= all.size()) return "";
+    const size_t at = all[n].find("fs=");
+    return at == std::string::npos ? "" : all[n].substr(at + 3, 2);
+}
+
+const std::vector<std::string> kIndexed = {"org=idx", "access=dyn", "key=0:3", "key=3:2:dup"};
+
+std::vector<std::string> with(std::vector<std::string> a, const std::vector<std::string>& b) {
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+}  // namespace
+
+TEST(Sniff, FilesThisModuleWroteComeBackToIt) {
+    Dir d;
+    Options o;
+    o.env["VFS_DEBUG_OPEN"] = "1";
+    o.env["FILESYS"] = std::nullopt;
+    // An absent file is created by code 5; reopened, the library reads it.
+    ASSERT_EQ(statusOf(d.run(with(kIndexed, {"open:output", "write:aaa11", "close"}), "i.dat"), 0), "00");
+    Result r = d.run(with(kIndexed, {"open:input", "read", "close"}), "i.dat", o);
+    EXPECT_NE(r.err.find("Opening jgt-STL-FILE"), std::string::npos) << r.err;
+    EXPECT_EQ(r.err.find("psx"), std::string::npos) << r.err;
+    EXPECT_TRUE(hasLine(r.out, "read fs=00 rec=[aaa11     ]")) << r.out;
+    for (const char* org : {"org=seq", "org=rel"}) {
+        ASSERT_EQ(statusOf(d.run({org, "open:output", "write:x", "close"}, "s.dat"), 1), "00");
+        r = d.run({org, "open:input", "read", "close"}, "s.dat", o);
+        EXPECT_NE(r.err.find("Opening stl-STL-FILE"), std::string::npos) << org << r.err;
+        EXPECT_EQ(statusOf(r, 1), "00") << org << r.out;
+    }
+    // Code 1 (no header) reads a file another program wrote.
+    d.write("plain.dat", "abcdefghij0123456789");
+    r = d.run({"assign=jgt-" + d.path + "/plain.dat", "open:input", "read", "read", "read", "close"});
+    EXPECT_TRUE(hasLine(r.out, "read fs=00 rec=[0123456789]")) << r.out;
+    EXPECT_EQ(statusOf(r, 3), "10") << r.out;
+}
+
+TEST(Layout, OtherKeysLengthsOrForeignBytesGive39) {
+    Dir d;
+    ASSERT_EQ(statusOf(d.run(with(kIndexed, {"open:output", "close"})), 0), "00");
+    EXPECT_EQ(statusOf(d.run({"org=idx", "key=0:4", "open:input"}), 0), "39");
+    EXPECT_EQ(statusOf(d.run({"org=idx", "key=0:3", "open:io"}), 0), "39");
+    EXPECT_EQ(statusOf(d.run(with(kIndexed, {"record=12", "open:input"})), 0), "39");
+    EXPECT_EQ(statusOf(d.run(with(kIndexed, {"open:io", "close"})), 0), "00");
+    // OUTPUT starts afresh with the program's keys.
+    EXPECT_EQ(statusOf(d.run({"org=idx", "key=0:4", "open:output", "close", "open:input"}), 2), "00");
+    // Not a store at all; a code-5 file of other records.
+    d.write("text.dat", std::string(5000, 'x'));
+    Result r = d.run(with(kIndexed, {"verbose", "open:input"}), "text.dat");
+    EXPECT_EQ(statusOf(r, 0), "39") << r.out;
+    ASSERT_EQ(statusOf(d.run({"record=10", "open:output", "write:a", "close"}, "s.dat"), 0), "00");
+    EXPECT_EQ(statusOf(d.run({"record=11", "open:input"}, "s.dat"), 0), "39");
+    EXPECT_EQ(statusOf(d.run({"org=rel", "open:input"}, "s.dat"), 0), "39");
+    // A key longer than the store takes.
+    r = d.run({"org=idx", "record=700", "key=0:600", "verbose", "open:output"}, "long.dat");
+    EXPECT_TRUE(hasLine(r.out, "open:output fs=39 fs2=441 field=39")) << r.out;
+}
+
+TEST(Damage, ADamagedStoreGivesStatusesNotACrash) {
+    Dir d;
+    const std::vector<std::string> layout = {"org=idx", "access=dyn", "key=0:8", "key=4:4:dup"};
+    ASSERT_EQ(statusOf(d.run(with(layout, {"open:output", "fill:3000", "close"})), 1), "00");
+    // Overwrite pages past the two meta pages with garbage, in turn.
+    for (off_t at : {off_t{8192}, off_t{16384}, off_t{65536}, off_t{0}}) {
+        const int fd = open((d.path + "/f.dat").c_str(), O_WRONLY);
+        ASSERT_GE(fd, 0);
+        const std::string junk(4096, '\x5a');
+        ASSERT_EQ(pwrite(fd, junk.data(), junk.size(), at), 4096);
+        close(fd);
+        Result r = d.run(with(layout, {"open:io", "count", "set:zzz99", "start:le:0", "read:prev", "close"}));
+        EXPECT_EQ(r.signal, 0) << r.err;
+        EXPECT_EQ(r.exitCode, 0) << r.out << r.err;
+        const std::string open = statusOf(r, 0);
+        EXPECT_TRUE(open == "00" || open == "39" || open == "30") << r.out;
+    }
+}
+
+TEST(Indexed, TheMapGrowsAndSynchronousCommitsWork) {
+    Dir d;
+    Result r = d.run({"org=idx", "key=0:8", "key=4:4:dup", "record=1000", "open:output", "fill:6000", "close",
+                      "open:input", "count", "close"});
+    EXPECT_TRUE(hasLine(r.out, "fill fs=00 failures=0")) << r.out;
+    EXPECT_TRUE(hasLine(r.out, "count fs=10 records=6000")) << r.out;
+    Options o;
+    o.env["KVR2_STL_SYNC"] = "1";
+    r = d.run({"org=idx", "key=0:8", "key=4:4:dup", "record=1000", "open:extend", "fill:3", "close"}, "f.dat", o);
+    EXPECT_TRUE(hasLine(r.out, "fill fs=21 failures=3")) << r.out;
+    r = d.run({"org=idx", "access=dyn", "key=0:8", "key=4:4:dup", "record=1000", "open:io", "set:00000007", "read:key:0",
+               "rewrite:00000007x", "delete", "close", "open:input", "count"}, "f.dat", o);
+    EXPECT_EQ(lines(r.out).at(3), "delete fs=00") << r.out;
+    EXPECT_TRUE(hasLine(r.out, "count fs=10 records=5999")) << r.out;
+}
+
+TEST(Variable, RecordsKeepTheirLengthsInEveryOrganization) {
+    Dir d;
+    for (const std::vector<std::string>& org : {std::vector<std::string>{"org=seq"}, {"org=rel"},
+                                                {"org=idx", "key=0:2"}}) {
+        Result r = d.run(with(org, {"variable=2", "verbose", "open:output", "write:ab", "write:cdefghij",
+                                    "write:x", "write:klmnopqrstu", "close", "open:input", "read", "read",
+                                    "read", "close"}),
+                         org[0] + ".dat");
+        EXPECT_EQ(lines(r.out).at(3).substr(0, 11), "write fs=44") << r.out;
+        const std::vector<std::string> got = lines(r.out);
+        ASSERT_GE(got.size(), 10u) << r.out;
+        EXPECT_NE(got[7].find("rec=[ab]"), std::string::npos) << r.out;
+        EXPECT_NE(got[7].find("length=2 "), std::string::npos) << r.out;
+        EXPECT_NE(got[8].find("length=8 "), std::string::npos) << r.out;
+        EXPECT_NE(got[9].find("rec=[klmnopqrst]"), std::string::npos) << r.out;
+    }
+}
+
+TEST(Concatenation, VolumesReadInTurn) {
+    Dir d;
+    ASSERT_EQ(statusOf(d.run({"open:output", "write:a1", "write:a2", "close"}, "a"), 0), "00");
+    ASSERT_EQ(statusOf(d.run({"open:output", "close"}, "b"), 0), "00");
+    ASSERT_EQ(statusOf(d.run({"open:output", "write:c1", "close"}, "c"), 0), "00");
+    Result r = d.run({"assign=" + d.path + "/a:" + d.path + "/b:" + d.path + "/c", "open:input", "read", "read",
+                      "read", "read", "read", "close"});
+    const std::vector<std::string> got = lines(r.out);
+    ASSERT_GE(got.size(), 7u) << r.out << r.err;
+    EXPECT_EQ(got[3], "read fs=00 rec=[c1        ]") << r.out;
+    EXPECT_EQ(got[4], "read fs=10") << r.out;
+    EXPECT_EQ(got[5], "read fs=46") << r.out;
+    EXPECT_EQ(got[6], "close fs=00") << r.out;
+}
