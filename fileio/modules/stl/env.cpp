@@ -86,7 +86,6 @@ void releaseEnvironment(Environment* env) {
                 break;
             }
         }
-        if (!env->readOnly) mdb_env_sync(env->env, 1);
         mdb_env_close(env->env);
         free(env);
     }

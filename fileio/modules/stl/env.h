@@ -26,7 +26,7 @@ struct Environment {
 // The environment of path, opened or shared; null with *error (an errno,
 // or an MDB_* code) when it cannot be.  The file must exist.
 Environment* acquireEnvironment(const char* path, bool readOnly, int* error);
-// One user less; the last one syncs and closes the environment.
+// One user less; the last one closes the environment.
 void releaseEnvironment(Environment* env);
 // A write transaction, following a map another process has grown.
 int beginWrite(Environment* env, MDB_txn** txn);

@@ -257,6 +257,8 @@ void closeIndexed(FCB* fcb) {
     }
     if (file->readTxn) mdb_txn_abort(static_cast<MDB_txn*>(file->readTxn));
     file->readTxn = nullptr;
+    // CLOSE puts what was committed on the disk.
+    if (file->env && !file->env->readOnly) mdb_env_sync(file->env->env, 1);
     if (file->env) releaseEnvironment(file->env);
     file->env = nullptr;
 }

@@ -105,6 +105,15 @@ int32_t readIndexed(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
         return engineError(fcb, element, fib, ZVK_VERB_READ, rc);
     }
     if (k.mv_size > file->keyCapacity) return failed(fcb, element, fib, ZVK_VERB_READ, 30, kFs2Damaged);
+    if (readLocks(fcb, fib, how)) {
+        const MDB_val& locked = n ? v : k;
+        if (!lockRecord(fcb, fib, locked.mv_data, locked.mv_size)) {
+            // Another holds it: nothing read, the position as it was.
+            doneRead(fcb);
+            fcb->state &= ~ZVK_STATE_READ_GOOD;
+            return finish(fcb, element, fib, ZVK_VERB_READ, 51, kFs2RecordLocked);
+        }
+    }
     memcpy(position, k.mv_data, k.mv_size);
     file->positionLength = static_cast<uint32_t>(k.mv_size);
     file->pending = false;

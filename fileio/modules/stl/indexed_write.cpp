@@ -209,6 +209,7 @@ int32_t writeIndexed(FCB* fcb, IPCB* element, uint32_t, uint32_t length) {
             return finish(fcb, element, fib, ZVK_VERB_WRITE, 22, kFs2Duplicate);
         if (order <= 0) return finish(fcb, element, fib, ZVK_VERB_WRITE, 21, kFs2Sequence);
     }
+    if (!recordFree(fcb, ch.prime, primeLength)) return finish(fcb, element, fib, ZVK_VERB_WRITE, 51, kFs2RecordLocked);
     const int32_t status = transact(ch, element, ZVK_VERB_WRITE, doWrite);
     if (status < 10 && inSequence) {
         memcpy(last, ch.prime, primeLength);
@@ -230,6 +231,8 @@ int32_t rewriteIndexed(FCB* fcb, IPCB* element, uint32_t, uint32_t length) {
         }
     }
     if (bad) return finish(fcb, element, fib, ZVK_VERB_REWRITE, 44, kFs2Length);
+    if (!recordFree(fcb, ch.prime, fileKey(fib, 0)->length))
+        return finish(fcb, element, fib, ZVK_VERB_REWRITE, 51, kFs2RecordLocked);
     return transact(ch, element, ZVK_VERB_REWRITE, doRewrite);
 }
 
@@ -241,6 +244,8 @@ int32_t deleteIndexed(FCB* fcb, IPCB* element, uint32_t, uint32_t) {
         if (!afterRead(fcb)) return finish(fcb, element, fib, ZVK_VERB_DELETE, 43, kFs2NoCurrent);
         ch.prime = keyBuffer(fcb, kCurrentPrime);
     }
+    if (!recordFree(fcb, ch.prime, fileKey(fib, 0)->length))
+        return finish(fcb, element, fib, ZVK_VERB_DELETE, 51, kFs2RecordLocked);
     return transact(ch, element, ZVK_VERB_DELETE, doDelete);
 }
 

@@ -10,6 +10,7 @@
 namespace stl {
 
 int32_t finish(FCB* fcb, IPCB* element, const FIB* fib, uint8_t verb, uint16_t status, uint32_t fs2) {
+    afterVerb(fcb, fib, verb);
     fcb->status = status;
     fcb->fs2 = fs2;
     zvkStoreFileStatus(fcb, fib);
@@ -86,16 +87,38 @@ uint32_t checkHeader(const uint8_t* header, const FIB* fib, char organization) {
 
 namespace {
 
+// The file's own storage closed; false when buffered records were lost.
+bool closeOpened(FCB* fcb) {
+    OpenFile* file = openFile(fcb);
+    if (file->organization == ZVK_ORG_INDEXED) {
+        closeIndexed(fcb);
+        return true;
+    }
+    return file->organization == ZVK_ORG_RELATIVE ? closeRelative(fcb) : closeSequential(fcb);
+}
+
+// An OPEN that failed, or found an OPTIONAL file absent, keeps nothing:
+// the library's routines answer the verbs, and the buffers are freed now.
+int32_t release(FCB* fcb) {
+    closeLocks(fcb);
+    fcb->read = _zvkReadError;
+    fcb->write = _zvkWriteError;
+    fcb->rewrite = _zvkRewriteError;
+    fcb->start = _zvkStartError;
+    fcb->deleteRecord = _zvkDeleteError;
+    free(fcb->moduleBuffer);
+    free(fcb->moduleBuffer2);
+    fcb->moduleBuffer = fcb->moduleBuffer2 = nullptr;
+    return fcb->status;
+}
+
 int32_t closeFile(FCB* fcb, IPCB* element) {
     const FIB* fib = zvkFileFib(fcb, element);
     fcb->verb = ZVK_VERB_CLOSE;
     fcb->status = 0, fcb->fs2 = kFs2None;
-    if (OpenFile* file = openFile(fcb)) {
-        bool good = true;
-        if (file->organization == ZVK_ORG_INDEXED) closeIndexed(fcb);
-        else if (file->organization == ZVK_ORG_RELATIVE) good = closeRelative(fcb);
-        else good = closeSequential(fcb);
-        if (!good) fcb->status = 30, fcb->fs2 = kFs2CloseFailed;
+    if (openFile(fcb)) {
+        closeLocks(fcb);
+        if (!closeOpened(fcb)) fcb->status = 30, fcb->fs2 = kFs2CloseFailed;
     }
     if (!(fcb->closeOptions & ZVK_CLOSE_NO_USE)) zvkStoreFeedback(fcb, fib);
     _zvkGenericClose(fcb, element, 0);
@@ -112,21 +135,32 @@ int32_t openFileSlot(FCB* fcb, IPCB* element) {
     file->organization = fib->organization & (ZVK_ORG_RELATIVE | ZVK_ORG_INDEXED);
     file->header = fcb->code == 5;
     file->variable = fib->recordFormat == ZVK_RECORD_VARIABLE;
-    file->fd = -1;
+    file->fd = file->lockFd = -1;
     fcb->moduleBuffer = file;
+    // Sharing is settled before the file is touched: OUTPUT empties it.
+    const bool shared = fib->shareLock;
+    uint32_t fs2 = shared ? openLocks(fcb, fib) : kFs2None;
+    if (fs2) {
+        answer(fcb, openErrorStatus(fs2), fs2);
+        return release(fcb);
+    }
     int32_t status;
     if (file->organization == ZVK_ORG_INDEXED) status = openIndexed(fcb, element, fib);
     else if (file->organization == ZVK_ORG_RELATIVE) status = openRelative(fcb, element, fib);
     else status = openSequential(fcb, element, fib);
+    if (shared && status < 10 && file->lockFd < 0 && !(fcb->state & ZVK_STATE_OPTIONAL_ABSENT)) {
+        // A file the OPEN created.
+        if ((fs2 = openLocks(fcb, fib))) {
+            closeOpened(fcb);
+            status = answer(fcb, openErrorStatus(fs2), fs2);
+        }
+    }
     if (status > 9 || (fcb->state & ZVK_STATE_OPTIONAL_ABSENT)) {
-        // Nothing stays open; the library frees the buffers of a file that
-        // did not open at its next OPEN or CLOSE, but not here: do it.
-        free(fcb->moduleBuffer);
-        free(fcb->moduleBuffer2);
-        fcb->moduleBuffer = fcb->moduleBuffer2 = nullptr;
+        release(fcb);
         return status;
     }
     fcb->close = closeFile;
+    if (shared) fcb->unlock = unlockSlot;
     return status;
 }
 

@@ -122,8 +122,13 @@ int32_t failed(FCB* fcb, IPCB* element, const FIB* fib, uint8_t verb, uint16_t s
 }
 
 // The slot buffer's record into the record area.
-int32_t deliver(FCB* fcb, IPCB* element, const FIB* fib, uint64_t n) {
+int32_t deliver(FCB* fcb, IPCB* element, const FIB* fib, uint64_t n, uint32_t how) {
     OpenFile* file = openFile(fcb);
+    if (readLocks(fcb, fib, how) && !lockRecord(fcb, fib, &n, sizeof n)) {
+        // Another holds it: nothing read, the position as it was.
+        fcb->state &= ~ZVK_STATE_READ_GOOD;
+        return finish(fcb, element, fib, ZVK_VERB_READ, 51, kFs2RecordLocked);
+    }
     uint32_t length;
     memcpy(&length, slotBuffer(fcb) + 1, 4);
     if (length > fcb->maxLength) return failed(fcb, element, fib, ZVK_VERB_READ, 30, kFs2Damaged);
@@ -148,7 +153,7 @@ int32_t readRelative(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
         const int r = readSlot(fcb, n);
         if (r == -2) return failed(fcb, element, fib, ZVK_VERB_READ, 30, kFs2ReadFailed);
         if (r != 1) return failed(fcb, element, fib, ZVK_VERB_READ, 23, kFs2NotFound);
-        return deliver(fcb, element, fib, n);
+        return deliver(fcb, element, fib, n, how);
     }
     if (!(fcb->state & ZVK_STATE_POSITIONED)) return failed(fcb, element, fib, ZVK_VERB_READ, 46, kFs2AfterEnd);
     const bool next = direction != ZVK_READ_PREVIOUS;
@@ -157,7 +162,7 @@ int32_t readRelative(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
         const int r = n ? readSlot(fcb, n) : -1;
         if (r == -2) return failed(fcb, element, fib, ZVK_VERB_READ, 30, kFs2ReadFailed);
         if (r == -1) return failed(fcb, element, fib, ZVK_VERB_READ, 10, kFs2AtEnd);
-        if (r == 1) return deliver(fcb, element, fib, n);
+        if (r == 1) return deliver(fcb, element, fib, n, how);
     }
 }
 
@@ -206,6 +211,7 @@ int32_t writeRelative(FCB* fcb, IPCB* element, uint32_t, uint32_t length) {
         if (r == -2) return finish(fcb, element, fib, ZVK_VERB_WRITE, 30, kFs2ReadFailed);
         if (r == 1) return finish(fcb, element, fib, ZVK_VERB_WRITE, 22, kFs2Duplicate);
     }
+    if (!recordFree(fcb, &n, sizeof n)) return finish(fcb, element, fib, ZVK_VERB_WRITE, 51, kFs2RecordLocked);
     if (!writeSlot(fcb, n, size)) return finish(fcb, element, fib, ZVK_VERB_WRITE, 30, kFs2WriteFailed);
     file->lastWritten = n;
     return finish(fcb, element, fib, ZVK_VERB_WRITE, 0, kFs2None);
@@ -222,6 +228,10 @@ uint64_t target(FCB* fcb, const FIB* fib, uint16_t* status, uint32_t* fs2) {
     uint64_t n = 0;
     getKey(fib, &n);
     const int r = readSlot(fcb, n);
+    if (r == 1 && !recordFree(fcb, &n, sizeof n)) {
+        *status = 51, *fs2 = kFs2RecordLocked;
+        return 0;
+    }
     if (r == 1) return n;
     *status = r == -2 ? 30 : 23, *fs2 = r == -2 ? kFs2ReadFailed : kFs2NotFound;
     return 0;

@@ -31,6 +31,18 @@
 //     closes every open file at the run unit's end); relative files are
 //     written at each verb.
 //
+// SHARE and LOCK (when FIB.shareLock is set; see locks.cpp):
+//   FIB.shareMode & 7: 0 not given (as 1), 1 SHARING WITH ALL OTHER,
+//     2 SHARING WITH READ ONLY, 3 SHARING WITH NO OTHER; OPEN OUTPUT is
+//     always exclusive.  A conflict at OPEN gives 61.
+//   FIB.lockMode & 7: 0 not given (no record locks but those asked for),
+//     1 MANUAL (READ WITH LOCK locks), 2 AUTOMATIC (every READ of a file
+//     opened I-O locks, but WITH NO LOCK), 3 EXCLUSIVE (the file alone).
+//   ZVK_FIB_LOCK_COUNT: locks on many records, kept until UNLOCK or CLOSE;
+//     otherwise the one record locked is freed by the next verb.
+//   READ of a record another holds locked, and WRITE, REWRITE or DELETE
+//   of one, give 51 and change nothing (the position stays).
+//
 // Environment: KVR2_STL_SYNC=1 opens indexed files without MDB_NOSYNC and
 // MDB_WRITEMAP: every commit then reaches the disk before the verb returns.
 //
@@ -95,6 +107,8 @@ enum Fs2 : uint32_t {
 };
 
 constexpr uint32_t kHeaderSize = 32;
+constexpr uint8_t kShareAllOther = 1, kShareReadOnly = 2, kShareNoOther = 3;
+constexpr uint8_t kLockManual = 1, kLockAutomatic = 2, kLockExclusive = 3;
 constexpr uint32_t kMaxKeys = 64;
 
 struct Environment;  // env.cpp
@@ -111,7 +125,8 @@ struct OpenFile {
     bool pending;            // START chose the record the next READ returns
     bool variable;           // variable-length records
     bool hasKeptLock;        // a record lock is held (locks.cpp)
-    int fd;                  // the data file, for locks (and relative I/O)
+    int fd;                  // relative: the data file
+    int lockFd;              // SHARE and LOCK: this FCB's own descriptor, or -1
     void* stream;            // sequential: FILE*
     uint64_t slot;           // relative: the current slot, 0 before the first
     uint64_t lastWritten;    // relative sequential WRITE: the last slot
@@ -151,6 +166,20 @@ bool closeSequential(FCB* fcb);
 // Relative (relative.cpp).
 int32_t openRelative(FCB* fcb, IPCB* element, const FIB* fib);
 bool closeRelative(FCB* fcb);
+
+// SHARE and LOCK (locks.cpp).  openLocks: 0, or the FS2 of 61 or 37;
+// none taken (lockFd -1) when the file is not there yet.
+uint32_t openLocks(FCB* fcb, const FIB* fib);
+void closeLocks(FCB* fcb);
+// Whether this READ locks the record it reads.
+bool readLocks(const FCB* fcb, const FIB* fib, uint32_t how);
+// The record's lock taken (false: another holds it).
+bool lockRecord(FCB* fcb, const FIB* fib, const void* key, size_t length);
+// Whether no other holds the record's lock.
+bool recordFree(FCB* fcb, const void* key, size_t length);
+// The end of a verb: a single record lock goes with any verb but READ.
+void afterVerb(FCB* fcb, const FIB* fib, uint8_t verb);
+int32_t unlockSlot(FCB* fcb, IPCB* element, uint32_t how, uint32_t length);
 
 // The code-5 header: written, and checked (0: good, else FS2).
 void makeHeader(uint8_t* header, const FIB* fib, char organization);

@@ -3,13 +3,16 @@
 // module (zvkrfstl_64r.so, found beside the library):
 //   stl_scenarios [org=seq|rel|idx] [access=seq|rand|dyn] [assign=NAME]
 //                 [optional] [record=N] [variable=MIN] [key=POS:LEN[:dup]]...
-//                 [nostatus] [verbose] OP...
+//                 [share=N] [lock=N] [lockcount] [nostatus] [verbose] OP...
 // The first key= is the prime key, the others alternate keys; relative
 // files have a RELATIVE KEY of 4 zoned digits.  OP is
 //   open:input|output|io|extend, close, read (NEXT), read:prev,
 //   read:key:N (by key N), start:eq|gt|ge|lt|le:N[:LEN], write:TEXT,
 //   rewrite:TEXT, delete, set:TEXT (the record area), rk:N (the relative key),
-//   fill:N (N records by ascending key), count (READ NEXT to the end).
+//   fill:N (N records by ascending key), count (READ NEXT to the end),
+//   read:lock, read:nolock (READ NEXT WITH LOCK / NO LOCK), unlock,
+//   wait:PATH (until PATH exists), touch:PATH.  share= and lock= set
+//   SHARE and LOCK (the module's codes, stl.h).
 // Each prints the line the COBOL program of cobol_program.py displays for
 // it; verbose adds FS2 and the length READ leaves in the record area.  A
 // variable record's WRITE passes TEXT's length.  The program ends as STOP
@@ -19,6 +22,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "cobol.h"
@@ -135,6 +139,17 @@ void run(int argc, char** argv) {
             long count = 0;
             while (fcb.read(&fcb, element, ZVK_READ_NEXT, 0) < 10) ++count;
             show("count", " records=" + std::to_string(count));
+        } else if (op == "read:lock" || op == "read:nolock") {
+            fcb.read(&fcb, element, ZVK_READ_NEXT | (op == "read:lock" ? ZVK_LOCK_WITH : ZVK_LOCK_NONE), 0);
+            show(op, fcb.status < 10 ? recordText() : "");
+        } else if (op == "unlock") {
+            fcb.unlock(&fcb, element, 0, 0);
+            show(op);
+        } else if (op.rfind("wait:", 0) == 0) {
+            // Until the file named appears: another process's turn.
+            for (int t = 0; t < 3000 && access(op.c_str() + 5, F_OK) != 0; ++t) usleep(10000);
+        } else if (op.rfind("touch:", 0) == 0) {
+            if (FILE* f = fopen(op.c_str() + 6, "w")) fclose(f);
         } else if (op.rfind("set:", 0) == 0) {
             setRecord(op.substr(4));
         } else if (op.rfind("rk:", 0) == 0) {
@@ -174,6 +189,9 @@ int main(int argc, char** argv) {
         else if (a == "nostatus") fib.statusCell = fib.feedbackCell = nullptr;
         else if (a == "org=rel") fib.organization = ZVK_ORG_RELATIVE, relative = true;
         else if (a == "org=idx") fib.organization = ZVK_ORG_INDEXED;
+        else if (a.rfind("share=", 0) == 0) fib.shareLock = fcb.shareLock = 1, fib.shareMode |= atoi(a.c_str() + 6) & 7;
+        else if (a.rfind("lock=", 0) == 0) fib.shareLock = fcb.shareLock = 1, fib.lockMode = atoi(a.c_str() + 5) & 7;
+        else if (a == "lockcount") fib.shareMode |= ZVK_FIB_LOCK_COUNT;
         else if (a == "access=rand") fib.access = ZVK_ACCESS_RANDOM;
         else if (a == "access=dyn") fib.access = ZVK_ACCESS_DYNAMIC;
         else if (sscanf(a.c_str(), "key=%u:%u:%7s", &pos, &len, dup) >= 2)

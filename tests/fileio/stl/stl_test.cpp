@@ -3,7 +3,7 @@
 // library's sniff picks for the files it writes, files of other layouts
 // or damaged ones (39 and 30, never a crash), keys the store refuses, a
 // map that grows, concatenated volumes, variable records, synchronous
-// commits.
+// commits, SHARE and LOCK between two processes.
 
 #include <gtest/gtest.h>
 
@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <string>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -167,4 +168,48 @@ TEST(Concatenation, VolumesReadInTurn) {
     EXPECT_EQ(got[4], "read fs=10") << r.out;
     EXPECT_EQ(got[5], "read fs=46") << r.out;
     EXPECT_EQ(got[6], "close fs=00") << r.out;
+}
+
+// Two processes on one file: the first holds what it took until the
+// second has run.
+TEST(Sharing, OpenConflictsGive61AndLockedRecords51) {
+    Dir d;
+    ASSERT_EQ(statusOf(d.run({"org=idx", "key=0:3", "open:output", "write:aaa", "write:bbb", "close"}), 0), "00");
+    const std::string a = d.path + "/A", b = d.path + "/B";
+    auto pair = [&](std::vector<std::string> first, std::vector<std::string> second) {
+        unlink(a.c_str()), unlink(b.c_str());
+        first.insert(first.end(), {"touch:" + a, "wait:" + b, "close"});
+        second.insert(second.begin(), "wait:" + a);
+        second.push_back("touch:" + b);
+        Result held;
+        std::thread t([&] { held = d.run(first); });
+        Result r = d.run(second);
+        t.join();
+        return r;
+    };
+    const std::vector<std::string> idx = {"org=idx", "key=0:3", "access=dyn"};
+    // share: 1 all other, 2 read only, 3 no other.
+    struct Case {
+        int first, second;
+        const char* status;
+    } cases[] = {{3, 1, "61"}, {1, 1, "00"}, {1, 2, "00"}, {1, 3, "61"}, {2, 1, "61"}};
+    for (const Case& c : cases) {
+        Result r = pair(with(idx, {"share=" + std::to_string(c.first), "open:input"}),
+                        with(idx, {"share=" + std::to_string(c.second), "open:io", "close"}));
+        EXPECT_EQ(statusOf(r, 0), c.status) << c.first << " " << c.second << r.out;
+    }
+    // lock=1: manual.  The record the first READ WITH LOCK holds: 51 for
+    // READ WITH LOCK and REWRITE, readable WITH NO LOCK; the next record free.
+    Result r = pair(with(idx, {"share=1", "lock=1", "open:io", "read:lock"}),
+                    with(idx, {"share=1", "lock=1", "open:io", "read:lock", "read:nolock", "set:aaa", "rewrite:aaaX",
+                               "delete", "set:bbb", "read:key:0", "read:lock", "close"}));
+    EXPECT_EQ(lines(r.out), (std::vector<std::string>{"open:io fs=00", "read:lock fs=51",
+                                                      "read:nolock fs=00 rec=[aaa       ]", "rewrite fs=51",
+                                                      "delete fs=51", "read:key:0 fs=00 rec=[bbb       ]",
+                                                      "read:lock fs=10", "close fs=00", "epilogue 255"}))
+        << r.out;
+    // UNLOCK frees it; CLOSE too.
+    r = pair(with(idx, {"share=1", "lock=2", "open:io", "read", "unlock"}),
+             with(idx, {"share=1", "lock=2", "open:io", "read", "close"}));
+    EXPECT_EQ(statusOf(r, 1), "00") << r.out;
 }
