@@ -25,9 +25,10 @@
 
 namespace {
 
-// FIB.shareMode and FIB.lockMode, bits 0 to 2.
-constexpr uint8_t kShareAll = 0;
-constexpr uint8_t kLockAutomatic = 1;
+// FIB.shareMode 1: SHARING WITH ALL OTHER; FIB.lockMode 2: LOCK MODE IS
+// AUTOMATIC (every READ of the file opened I-O locks its record).
+constexpr uint8_t kShareAll = 1;
+constexpr uint8_t kLockAutomatic = 2;
 
 constexpr uint32_t kRecord = 100;
 constexpr uint32_t kKey = 10;
