@@ -171,11 +171,23 @@ bool ensureFile(benchmark::State& s, File f) {
     return ok;
 }
 
+// The file gone, so that a WRITE benchmark starts from nothing, as the
+// reference's does.
+void removeIndexed(const char* name) {
+    char lock[64];
+    snprintf(lock, sizeof lock, "%s-lock", name);
+    unlink(name);
+    unlink(lock);
+}
+
 // One iteration: OPEN, the N statements, CLOSE.
 template <class Body>
 void measure(benchmark::State& s, File f, uint16_t mode, Body body) {
     if (!(mode & ZVK_OPEN_OUTPUT) && !ensureFile(s, f)) return;
     for (auto _ : s) {
+        s.PauseTiming();
+        if (mode & ZVK_OPEN_OUTPUT) f == kLsq ? (void)unlink("lsqbench.txt") : removeIndexed("idxbench.dat");
+        s.ResumeTiming();
         if (!openFile(f, mode)) {
             fail(s, f, "OPEN");
             return;
@@ -205,6 +217,7 @@ void BM_IndexedReadNext(benchmark::State& s) {
 void BM_SharedWrite(benchmark::State& s) {
     for (auto _ : s) {
         s.PauseTiming();
+        removeIndexed("idxbench.dat");
         const bool created = openFile(kShared, ZVK_OPEN_OUTPUT);
         if (created) closeFile(kShared);
         s.ResumeTiming();
@@ -242,6 +255,7 @@ void reference(benchmark::State& s, const char* mode, const char* base, const ch
         return;
     }
     for (auto _ : s) {
+        if (!setup && file) unlink(file);   // a WRITE starts from nothing
         const auto start = std::chrono::steady_clock::now();
         const double t = kvr2bench::runReference(KVR2_STLREF, mode, records);
         const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
@@ -258,12 +272,12 @@ void reference(benchmark::State& s, const char* mode, const char* base, const ch
 #define KVR2_REFERENCE(name, mode, base, setup, file) \
     void BM_Reference_##name(benchmark::State& s) { reference(s, mode, base, setup, file); } \
     BENCHMARK(BM_Reference_##name)->UseManualTime()->Iterations(1)->Unit(benchmark::kMillisecond)
-KVR2_REFERENCE(LineSequentialWrite, "lsqw", "base1", nullptr, nullptr);
+KVR2_REFERENCE(LineSequentialWrite, "lsqw", "base1", nullptr, "lsqref.txt");
 KVR2_REFERENCE(LineSequentialRead, "lsqr", "base0", "lsqw", "lsqref.txt");
-KVR2_REFERENCE(IndexedWrite, "idxw", "basew", nullptr, nullptr);
+KVR2_REFERENCE(IndexedWrite, "idxw", "basew", nullptr, "idxref.dat");
 KVR2_REFERENCE(IndexedReadRandom, "idxr", "baser", "idxw", "idxref.dat");
 KVR2_REFERENCE(IndexedReadNext, "idxn", "base0", "idxw", "idxref.dat");
-KVR2_REFERENCE(SharedWrite, "shw", "basew", nullptr, nullptr);
+KVR2_REFERENCE(SharedWrite, "shw", "basew", nullptr, "idxref.dat");
 KVR2_REFERENCE(SharedReadRandom, "shr", "baser", "shw", "idxref.dat");
 KVR2_REFERENCE(SharedReadNext, "shn", "base0", "shw", "idxref.dat");
 #endif
