@@ -1,14 +1,22 @@
 #!/usr/bin/env python3
 """Runs stl_bench and prints records per second, here and in the reference
-runtime, with their ratio, for each statement.  Usage: stl_ratios.py
-<stl_bench> [benchmark options]; KVR2_STL_BENCH_RECORDS sets the count."""
+runtime, with their ratio, for each statement: the medians when the options
+ask for repetitions (--benchmark_repetitions=3: the machine is shared, and
+single runs vary).  Usage: stl_ratios.py <stl_bench> [benchmark options];
+KVR2_STL_BENCH_RECORDS sets the count."""
 import json
 import subprocess
 import sys
 
 out = subprocess.run([sys.argv[1], "--benchmark_format=json", *sys.argv[2:]],
                      check=True, capture_output=True, text=True).stdout
-runs = {b["run_name"].split("/")[0]: b for b in json.loads(out)["benchmarks"]}
+runs = {}
+for b in json.loads(out)["benchmarks"]:
+    if b.get("run_type") == "aggregate" and b.get("aggregate_name") != "median":
+        continue
+    name = b["run_name"].split("/")[0]
+    if b.get("run_type") == "aggregate" or name not in runs:
+        runs[name] = b
 targets = {"LineSequential": 2.0, "Indexed": 3.0, "Shared": 3.0}
 for name, b in runs.items():
     if name.startswith("BM_Reference_"):
