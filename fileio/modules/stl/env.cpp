@@ -52,6 +52,8 @@ Environment* acquireEnvironment(const char* path, bool readOnly, int* error) {
     int rc = mdb_env_create(&env);
     if (rc == 0) rc = mdb_env_set_maxdbs(env, kMaxKeys + 3);
     if (rc == 0) rc = mdb_env_set_mapsize(env, kFirstMap);
+    // Every open FCB keeps a reader slot.
+    if (rc == 0) rc = mdb_env_set_maxreaders(env, 1022);
     unsigned flags = MDB_NOSUBDIR | MDB_NOTLS;
     if (readOnly) flags |= MDB_RDONLY;
     else if (!synchronous()) flags |= MDB_NOSYNC | MDB_WRITEMAP;

@@ -190,10 +190,19 @@ int32_t openIndexed(FCB* fcb, IPCB*, const FIB* fib) {
         }
         close(fd);
     }
+    // A file that is no store must not be left with a lock file beside it.
+    char lockName[4096];
+    const bool lockNamed = snprintf(lockName, sizeof lockName, "%s-lock", name) < static_cast<int>(sizeof lockName);
+    const bool hadLock = !lockNamed || access(lockName, F_OK) == 0;
     int error = 0;
     Environment* e = acquireEnvironment(name, false, &error);
     if (!e && error == EACCES && file->mode == ZVK_OPEN_INPUT) e = acquireEnvironment(name, true, &error);
+    if (!e && (error == MDB_INVALID || error == MDB_VERSION_MISMATCH) && file->mode == ZVK_OPEN_OUTPUT) {
+        // OUTPUT replaces a file of other bytes.
+        if (truncate(name, 0) == 0) e = acquireEnvironment(name, false, &error);
+    }
     if (!e) {
+        if (!hadLock && (error == MDB_INVALID || error == MDB_VERSION_MISMATCH)) unlink(lockName);
         const uint32_t fs2 = layoutFs2(error);
         return answer(fcb, openErrorStatus(fs2), fs2);
     }

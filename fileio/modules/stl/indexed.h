@@ -34,6 +34,8 @@ inline MDB_dbi keyDbi(const Environment* env, uint32_t n) { return n == 0 ? env-
 // A read transaction for one verb: the FCB's own, renewed; reset by done.
 MDB_txn* readTxn(FCB* fcb);
 void doneRead(FCB* fcb);
+// The FCB's cursor on key n's sub-database, renewed in txn (read-only).
+MDB_cursor* cursorFor(FCB* fcb, MDB_txn* txn, uint32_t n);
 // An MDB_* error of a verb as FS1 30 and FS2.
 int32_t engineError(FCB* fcb, IPCB* element, const FIB* fib, uint8_t verb, int rc);
 

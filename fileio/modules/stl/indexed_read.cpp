@@ -6,8 +6,6 @@
 
 namespace stl {
 
-namespace {
-
 MDB_cursor* cursorFor(FCB* fcb, MDB_txn* txn, uint32_t n) {
     OpenFile* file = openFile(fcb);
     auto** cursors = static_cast<MDB_cursor**>(file->cursors);
@@ -17,6 +15,8 @@ MDB_cursor* cursorFor(FCB* fcb, MDB_txn* txn, uint32_t n) {
     if (mdb_cursor_open(txn, dbi, &cursors[n]) != 0) cursors[n] = nullptr;
     return cursors[n];
 }
+
+namespace {
 
 // The length of a key of reference's entries.
 uint32_t entryLength(const FIB* fib, uint32_t n) {
@@ -94,6 +94,14 @@ int32_t readIndexed(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
             } else {
                 rc = rc == MDB_NOTFOUND ? mdb_cursor_get(c, &k, &v, MDB_LAST) : mdb_cursor_get(c, &k, &v, MDB_PREV);
             }
+        }
+        if (rc == MDB_NOTFOUND && next && fcb->concat) {
+            doneRead(fcb);
+            if (nextVolume(fcb, element)) {
+                if (fcb->status > 9) return finish(fcb, element, fib, ZVK_VERB_READ, fcb->status, fcb->fs2);
+                return fcb->read(fcb, element, how, 0);
+            }
+            readTxn(fcb);
         }
         if (rc == MDB_NOTFOUND) {
             file->atEnd = true;

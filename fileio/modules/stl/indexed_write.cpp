@@ -50,14 +50,21 @@ int addAlternate(Change& ch, MDB_txn* txn, uint32_t n, const uint8_t* keyBytes, 
     MDB_val primeVal{fileKey(ch.fib, 0)->length, const_cast<uint8_t*>(ch.prime)};
     MDB_val k = alternateEntry(keyBuffer(ch.fcb, kSearch), key, keyBytes, counter);
     if (key->duplicates) {
-        MDB_cursor* c;
-        int rc = mdb_cursor_open(txn, dbi, &c);
-        if (rc) return rc;
+        // Whether another record has the value, through the FCB's own read
+        // cursor: the snapshot is this transaction's start, as the writer
+        // lock is held, and an entry this transaction removed had another
+        // value.  No cursor is allocated.
+        MDB_txn* snapshot = readTxn(ch.fcb);
+        MDB_cursor* c = snapshot ? cursorFor(ch.fcb, snapshot, n) : nullptr;
+        if (!c) {
+            if (snapshot) doneRead(ch.fcb);
+            return MDB_PANIC;
+        }
         MDB_val probe{key->length, k.mv_data}, v;
-        rc = mdb_cursor_get(c, &probe, &v, MDB_SET_RANGE);
+        const int rc = mdb_cursor_get(c, &probe, &v, MDB_SET_RANGE);
         if (rc == 0 && probe.mv_size >= key->length && memcmp(probe.mv_data, k.mv_data, key->length) == 0)
             ch.status = 2;
-        mdb_cursor_close(c);
+        doneRead(ch.fcb);
         if (rc && rc != MDB_NOTFOUND) return rc;
         return mdb_put(txn, dbi, &k, &primeVal, 0);
     }

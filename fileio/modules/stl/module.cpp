@@ -65,6 +65,20 @@ uint32_t get32(const uint8_t* at) {
 
 }  // namespace
 
+// The next volume of a concatenation, opened through the library: the
+// READ goes on in it.  False at the last volume.
+bool nextVolume(FCB* fcb, IPCB* element) {
+    if (!fcb->concat || !(fcb->state & ZVK_STATE_CONCATENATION)) return false;
+    char* next = _zvk_Concat_Next(fcb->concat);
+    if (!next) return false;
+    fcb->closeOptions |= ZVK_CLOSE_NEXT_VOLUME;
+    fcb->close(fcb, element);
+    fcb->fileName = next;
+    fcb->openMode = ZVK_OPEN_INPUT;
+    fcb->open(fcb, element);
+    return true;
+}
+
 void makeHeader(uint8_t* header, const FIB* fib, char organization) {
     memset(header, 0, kHeaderSize);
     memcpy(header, "KVR2FILESTL", 11);

@@ -161,6 +161,10 @@ int32_t readRelative(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
     for (;; n = next ? n + 1 : n - 1) {
         const int r = n ? readSlot(fcb, n) : -1;
         if (r == -2) return failed(fcb, element, fib, ZVK_VERB_READ, 30, kFs2ReadFailed);
+        if (r == -1 && next && nextVolume(fcb, element)) {
+            if (fcb->status > 9) return finish(fcb, element, fib, ZVK_VERB_READ, fcb->status, fcb->fs2);
+            return fcb->read(fcb, element, how, 0);
+        }
         if (r == -1) return failed(fcb, element, fib, ZVK_VERB_READ, 10, kFs2AtEnd);
         if (r == 1) return deliver(fcb, element, fib, n, how);
     }
@@ -221,8 +225,13 @@ int32_t writeRelative(FCB* fcb, IPCB* element, uint32_t, uint32_t length) {
 // relative key's; 0 with the status set when there is none.
 uint64_t target(FCB* fcb, const FIB* fib, uint16_t* status, uint32_t* fs2) {
     if (fib->access & ZVK_ACCESS_SEQUENTIAL) {
-        if ((fcb->state & ZVK_STATE_READ_GOOD) && fcb->lastVerb == ZVK_VERB_READ) return openFile(fcb)->slot;
-        *status = 43, *fs2 = kFs2NoCurrent;
+        uint64_t n = openFile(fcb)->slot;
+        if (!(fcb->state & ZVK_STATE_READ_GOOD) || fcb->lastVerb != ZVK_VERB_READ) {
+            *status = 43, *fs2 = kFs2NoCurrent;
+            return 0;
+        }
+        if (recordFree(fcb, &n, sizeof n)) return n;
+        *status = 51, *fs2 = kFs2RecordLocked;
         return 0;
     }
     uint64_t n = 0;
@@ -310,7 +319,7 @@ int32_t openRelative(FCB* fcb, IPCB*, const FIB* fib) {
             closeRelative(fcb);
             return answer(fcb, fs2 == kFs2WriteFailed ? 30 : 39, fs2);
         }
-    } else if (exists && (st.st_size % file->slotSize) != 0) {
+    } else if (exists && file->mode != ZVK_OPEN_OUTPUT && (st.st_size % file->slotSize) != 0) {
         closeRelative(fcb);
         return answer(fcb, 39, kFs2Foreign);
     }

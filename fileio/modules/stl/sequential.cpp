@@ -30,20 +30,6 @@ uint32_t getLengthWord(const uint8_t* word, bool header) {
     return uint32_t{word[0]} << 8 | word[1];
 }
 
-// The next volume of a concatenation, opened through the library: the
-// READ goes on in it.  False at the last volume.
-bool nextVolume(FCB* fcb, IPCB* element) {
-    if (!fcb->concat || !(fcb->state & ZVK_STATE_CONCATENATION)) return false;
-    char* next = _zvk_Concat_Next(fcb->concat);
-    if (!next) return false;
-    fcb->closeOptions |= ZVK_CLOSE_NEXT_VOLUME;
-    fcb->close(fcb, element);
-    fcb->fileName = next;
-    fcb->openMode = ZVK_OPEN_INPUT;
-    fcb->open(fcb, element);
-    return true;
-}
-
 int32_t readSequential(FCB* fcb, IPCB* element, uint32_t how, uint32_t length) {
     const FIB* fib = zvkFileFib(fcb, element);
     OpenFile* file = openFile(fcb);

@@ -31,6 +31,24 @@
 //     closes every open file at the run unit's end); relative files are
 //     written at each verb.
 //
+// Verbs (indexed and relative):
+//   OPEN: the position is before the first record; READ PREVIOUS there is
+//     at end (10).  START positions at the record it finds (for < and <=
+//     the last one below); the next READ, NEXT or PREVIOUS, returns it.
+//   READ NEXT/PREVIOUS after 10, or after a READ or START that failed,
+//     gives 46 until a START or a READ by key succeeds.  DELETE keeps the
+//     position: READ NEXT goes on with the record after the deleted one.
+//   READ by an alternate key WITH DUPLICATES gives 02 when the next record
+//     by that key has the same value; WRITE and REWRITE give 02 when they
+//     add a value another record has.  Sequential access: WRITE out of
+//     ascending prime key order 21 (EXTEND: the file's last key 22);
+//     REWRITE and DELETE need the READ just before (43), REWRITE the same
+//     prime key (21).  Variable records out of bounds 44.
+//   Relative: WRITE with key 0 is 24; with sequential access WRITE numbers
+//     the records 1, 2, ... (24 past what the relative key holds); READ
+//     of a record whose number the relative key cannot hold 14.
+//   Concatenated volumes (sequential access INPUT) are read in turn.
+//
 // SHARE and LOCK (when FIB.shareLock is set; see locks.cpp):
 //   FIB.shareMode & 7: 0 not given (as 1), 1 SHARING WITH ALL OTHER,
 //     2 SHARING WITH READ ONLY, 3 SHARING WITH NO OTHER; OPEN OUTPUT is
@@ -152,6 +170,11 @@ int32_t finish(FCB* fcb, IPCB* element, const FIB* fib, uint8_t verb, uint16_t s
 int32_t answer(FCB* fcb, uint16_t status, uint32_t fs2);
 uint32_t openErrorFs2(int error);
 uint16_t openErrorStatus(uint32_t fs2);
+
+// At the end of a volume of a concatenation: the next one opened through
+// the library (the READ goes on in it, through fcb->read); false at the
+// last.
+bool nextVolume(FCB* fcb, IPCB* element);
 
 // A record's length for WRITE and REWRITE: variable records take the
 // verb's length argument; 0 when out of bounds.

@@ -3,7 +3,7 @@
 // module (zvkrfstl_64r.so, found beside the library):
 //   stl_scenarios [org=seq|rel|idx] [access=seq|rand|dyn] [assign=NAME]
 //                 [optional] [record=N] [variable=MIN] [key=POS:LEN[:dup]]...
-//                 [share=N] [lock=N] [lockcount] [nostatus] [verbose] OP...
+//                 [share=N] [lock=N] [lockcount] [two] [nostatus] [verbose] OP...
 // The first key= is the prime key, the others alternate keys; relative
 // files have a RELATIVE KEY of 4 zoned digits.  OP is
 //   open:input|output|io|extend, close, read (NEXT), read:prev,
@@ -37,10 +37,15 @@ struct alignas(16) FibImage {
     ZvkRelativeKey relativeKey;
 } image;
 FIB& fib = image.fib;
-alignas(16) FCB fcb;
-FIB* fibs[1] = {&fib};
-void* fcbs[1] = {&fcb};
+alignas(16) FCB fcb, fcb2;
+// two= declares a second file on the same assignment, its own FCB and
+// record area: ops prefixed "2:" run on it.
+FibImage image2;
+FIB* fibs[2] = {&fib, &image2.fib};
+void* fcbs[2] = {&fcb, &fcb2};
+FCB* F = &fcb;
 void* recordCell;
+void* recordCell2;
 uint8_t workingStorage[48];   // FILE STATUS at 0, feedback at 8, relative key at 40
 void* statusCell = workingStorage;
 std::string assignment = "stl.dat";
@@ -50,9 +55,9 @@ std::string relativeKey() { return std::string(reinterpret_cast<char*>(workingSt
 
 void show(const std::string& op, const std::string& extra = "") {
     char text[160];
-    std::string line = op + " fs=" + (snprintf(text, sizeof text, "%02d", fcb.status), text) + extra;
+    std::string line = op + " fs=" + (snprintf(text, sizeof text, "%02d", F->status), text) + extra;
     if (verbose) {
-        snprintf(text, sizeof text, " fs2=%u field=%.2s", fcb.fs2, reinterpret_cast<const char*>(workingStorage));
+        snprintf(text, sizeof text, " fs2=%u field=%.2s", F->fs2, reinterpret_cast<const char*>(workingStorage));
         line += text;
     }
     line += '\n';
@@ -61,17 +66,17 @@ void show(const std::string& op, const std::string& extra = "") {
 }
 
 uint32_t setRecord(const std::string& text) {
-    memset(fcb.record, ' ', fib.maxLength);
+    memset(F->record, ' ', fib.maxLength);
     const size_t n = text.size() < fib.maxLength ? text.size() : fib.maxLength;
-    memcpy(fcb.record, text.data(), n);
+    memcpy(F->record, text.data(), n);
     return static_cast<uint32_t>(n);
 }
 
 std::string recordText() {
-    const uint32_t n = fib.recordFormat == ZVK_RECORD_VARIABLE ? fcb.recordArea->length : fib.maxLength;
-    std::string r = " rec=[" + std::string(reinterpret_cast<char*>(fcb.record), n < fib.maxLength ? n : fib.maxLength) + "]";
+    const uint32_t n = fib.recordFormat == ZVK_RECORD_VARIABLE ? F->recordArea->length : fib.maxLength;
+    std::string r = " rec=[" + std::string(reinterpret_cast<char*>(F->record), n < fib.maxLength ? n : fib.maxLength) + "]";
     if (relative) r += " rk=" + relativeKey();
-    if (verbose) r += " length=" + std::to_string(fcb.recordArea->length);
+    if (verbose) r += " length=" + std::to_string(F->recordArea->length);
     return r;
 }
 
@@ -86,39 +91,41 @@ uint32_t startHow(const std::string& rel) {
 void run(int argc, char** argv) {
     IPCB* element = reinterpret_cast<IPCB*>(program.ipcb);
     for (int i = 1; i < argc; ++i) {
-        const std::string op = argv[i];
+        std::string op = argv[i];
+        F = &fcb;
+        if (op.rfind("2:", 0) == 0) F = &fcb2, op = op.substr(2);
         memset(workingStorage, '.', 40);
         if (op.rfind("open:", 0) == 0) {
             const std::string mode = op.substr(5);
-            fcb.openMode = mode == "input" ? ZVK_OPEN_INPUT : mode == "output" ? ZVK_OPEN_OUTPUT
+            F->openMode = mode == "input" ? ZVK_OPEN_INPUT : mode == "output" ? ZVK_OPEN_OUTPUT
                          : mode == "extend" ? ZVK_OPEN_EXTEND : ZVK_OPEN_IO;
-            fcb.open(&fcb, element);
+            F->open(F, element);
             show(op);
         } else if (op == "close") {
-            fcb.closeOptions = 0;
-            fcb.close(&fcb, element);
+            F->closeOptions = 0;
+            F->close(F, element);
             show(op);
         } else if (op == "read" || op == "read:prev" || op.rfind("read:key:", 0) == 0) {
             uint32_t how = op == "read" ? ZVK_READ_NEXT : op == "read:prev" ? ZVK_READ_PREVIOUS : ZVK_READ_KEY;
             if (how == ZVK_READ_KEY) how |= ZVK_HOW_KEY(atoi(op.c_str() + 9));
-            fcb.read(&fcb, element, how, 0);
-            show(op, fcb.status < 10 ? recordText() : relative ? " rk=" + relativeKey() : "");
+            F->read(F, element, how, 0);
+            show(op, F->status < 10 ? recordText() : relative ? " rk=" + relativeKey() : "");
         } else if (op.rfind("start:", 0) == 0) {
             const std::string rest = op.substr(6);
             unsigned key = 0, length = 0;
             sscanf(rest.c_str() + 3, "%u:%u", &key, &length);
-            fcb.start(&fcb, element, startHow(rest.substr(0, 2)) | ZVK_HOW_KEY(key), length);
+            F->start(F, element, startHow(rest.substr(0, 2)) | ZVK_HOW_KEY(key), length);
             show(op);
         } else if (op.rfind("write:", 0) == 0) {
             const uint32_t n = setRecord(op.substr(6));
-            fcb.write(&fcb, element, ZVK_WRITE_PLAIN, n);
+            F->write(F, element, ZVK_WRITE_PLAIN, n);
             show("write", relative ? " rk=" + relativeKey() : "");
         } else if (op.rfind("rewrite:", 0) == 0) {
             const uint32_t n = setRecord(op.substr(8));
-            fcb.rewrite(&fcb, element, 0, n);
+            F->rewrite(F, element, 0, n);
             show("rewrite");
         } else if (op == "delete") {
-            fcb.deleteRecord(&fcb, element, 0, 0);
+            F->deleteRecord(F, element, 0, 0);
             show(op);
         } else if (op.rfind("fill:", 0) == 0) {
             // N records keyed 00000000 up, the record filled with the key;
@@ -128,22 +135,22 @@ void run(int argc, char** argv) {
             for (long r = 0; r < count; ++r) {
                 char key[24];
                 snprintf(key, sizeof key, "%08ld", r);
-                memset(fcb.record, 'a' + r % 26, fib.maxLength);
-                memcpy(fcb.record, key, fib.maxLength < 8 ? fib.maxLength : 8);
-                fcb.write(&fcb, element, ZVK_WRITE_PLAIN, fib.maxLength);
-                failures += fcb.status >= 10;
+                memset(F->record, 'a' + r % 26, fib.maxLength);
+                memcpy(F->record, key, fib.maxLength < 8 ? fib.maxLength : 8);
+                F->write(F, element, ZVK_WRITE_PLAIN, fib.maxLength);
+                failures += F->status >= 10;
             }
             show("fill", " failures=" + std::to_string(failures));
         } else if (op == "count") {
             // READ NEXT to the end: how many records, the end's status.
             long count = 0;
-            while (fcb.read(&fcb, element, ZVK_READ_NEXT, 0) < 10) ++count;
+            while (F->read(F, element, ZVK_READ_NEXT, 0) < 10) ++count;
             show("count", " records=" + std::to_string(count));
         } else if (op == "read:lock" || op == "read:nolock") {
-            fcb.read(&fcb, element, ZVK_READ_NEXT | (op == "read:lock" ? ZVK_LOCK_WITH : ZVK_LOCK_NONE), 0);
-            show(op, fcb.status < 10 ? recordText() : "");
+            F->read(F, element, ZVK_READ_NEXT | (op == "read:lock" ? ZVK_LOCK_WITH : ZVK_LOCK_NONE), 0);
+            show(op, F->status < 10 ? recordText() : "");
         } else if (op == "unlock") {
-            fcb.unlock(&fcb, element, 0, 0);
+            F->unlock(F, element, 0, 0);
             show(op);
         } else if (op.rfind("wait:", 0) == 0) {
             // Until the file named appears: another process's turn.
@@ -162,6 +169,7 @@ void run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     uint32_t length = 10, minimum = 0;
+    int32_t files = 1;
     std::vector<ZvkFileKey> keys;
     memcpy(fcb.eye, "FCB", 3);
     fcb.index = fib.index = 1;
@@ -186,6 +194,7 @@ int main(int argc, char** argv) {
         else if (a.rfind("record=", 0) == 0) length = static_cast<uint32_t>(atoi(a.c_str() + 7));
         else if (a.rfind("variable=", 0) == 0) fib.recordFormat = ZVK_RECORD_VARIABLE, minimum = atoi(a.c_str() + 9);
         else if (a == "verbose") verbose = true;
+        else if (a == "two") files = 2;
         else if (a == "nostatus") fib.statusCell = fib.feedbackCell = nullptr;
         else if (a == "org=rel") fib.organization = ZVK_ORG_RELATIVE, relative = true;
         else if (a == "org=idx") fib.organization = ZVK_ORG_INDEXED;
@@ -219,13 +228,22 @@ int main(int argc, char** argv) {
     recordCell = calloc(1, sizeof(ZvkRecordArea) + length);
     fib.assignment = assignment.data();
     fib.assignLength = static_cast<uint16_t>(assignment.size());
+    image2 = image;
+    image2.fib.index = 2;
+    image2.fib.recordCell = &recordCell2;
+    recordCell2 = calloc(1, sizeof(ZvkRecordArea) + length);
+    memcpy(fcb2.eye, "FCB", 3);
+    fcb2.index = 2;
+    fcb2.maxLength = length;
+    fcb2.shareLock = fcb.shareLock;
     cobol::put<void*>(program.pcb, cobol::pcbo::fib, fibs);
     cobol::put<void*>(program.ipcb, cobol::ipcbo::fcbs, fcbs);
-    cobol::put<int32_t>(program.ipcb, cobol::ipcbo::fileCount, 1);
+    cobol::put<int32_t>(program.ipcb, cobol::ipcbo::fileCount, files);
     COBOL_MAIN(program, {
         run(argc, argv);
         _zvkRunUnitTerm(0);
     });
     free(recordCell);
+    free(recordCell2);
     return 0;
 }

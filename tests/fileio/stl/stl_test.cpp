@@ -94,12 +94,26 @@ TEST(Layout, OtherKeysLengthsOrForeignBytesGive39) {
     d.write("text.dat", std::string(5000, 'x'));
     Result r = d.run(with(kIndexed, {"verbose", "open:input"}), "text.dat");
     EXPECT_EQ(statusOf(r, 0), "39") << r.out;
+    EXPECT_NE(access((d.path + "/text.dat-lock").c_str(), F_OK), 0);
+    EXPECT_EQ(statusOf(d.run(with(kIndexed, {"open:output", "write:aaa11", "close", "open:input", "read"}),
+                             "text.dat"), 3), "00");
     ASSERT_EQ(statusOf(d.run({"record=10", "open:output", "write:a", "close"}, "s.dat"), 0), "00");
     EXPECT_EQ(statusOf(d.run({"record=11", "open:input"}, "s.dat"), 0), "39");
     EXPECT_EQ(statusOf(d.run({"org=rel", "open:input"}, "s.dat"), 0), "39");
     // A key longer than the store takes.
     r = d.run({"org=idx", "record=700", "key=0:600", "verbose", "open:output"}, "long.dat");
     EXPECT_TRUE(hasLine(r.out, "open:output fs=39 fs2=441 field=39")) << r.out;
+}
+
+TEST(SecondaryStatus, TheModuleNamesItsOwnInTheErrorTrace) {
+    Dir d;
+    Options o;
+    o.env["VFS_DEBUG_ERROR"] = "1";
+    Result r = d.run({"org=idx", "key=0:2", "access=dyn", "verbose", "open:output", "close", "open:io", "set:zz",
+                      "read:key:0", "write:zz", "write:zz", "close"}, "f.dat", o);
+    EXPECT_TRUE(hasLine(r.out, "read:key:0 fs=23 fs2=445 field=23")) << r.out;
+    EXPECT_NE(r.err.find("FS2=no record with this key"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("FS2=a record with this key exists"), std::string::npos) << r.err;
 }
 
 TEST(Damage, ADamagedStoreGivesStatusesNotACrash) {
@@ -168,6 +182,14 @@ TEST(Concatenation, VolumesReadInTurn) {
     EXPECT_EQ(got[4], "read fs=10") << r.out;
     EXPECT_EQ(got[5], "read fs=46") << r.out;
     EXPECT_EQ(got[6], "close fs=00") << r.out;
+    // Relative and indexed files of sequential access too.
+    for (const std::vector<std::string>& org : {std::vector<std::string>{"org=rel"}, {"org=idx", "key=0:2"}}) {
+        for (const char* v : {"x", "y"})
+            ASSERT_EQ(statusOf(d.run(with(org, {"open:output", std::string("write:") + v + "1", "close"}), v), 0), "00");
+        r = d.run(with(org, {"assign=" + d.path + "/x:" + d.path + "/y", "open:input", "read", "read", "read"}));
+        EXPECT_EQ(lines(r.out).at(2).substr(0, 23), "read fs=00 rec=[y1     ") << r.out;
+        EXPECT_EQ(lines(r.out).at(3).substr(0, 10), "read fs=10") << r.out;
+    }
 }
 
 // Two processes on one file: the first holds what it took until the
@@ -212,4 +234,32 @@ TEST(Sharing, OpenConflictsGive61AndLockedRecords51) {
     r = pair(with(idx, {"share=1", "lock=2", "open:io", "read", "unlock"}),
              with(idx, {"share=1", "lock=2", "open:io", "read", "close"}));
     EXPECT_EQ(statusOf(r, 1), "00") << r.out;
+}
+
+// Two files of one program on one data file: one store shared, and their
+// locks conflict as two programs' do.
+TEST(Sharing, TwoFilesOfOneProgram) {
+    Dir d;
+    Result r = d.run({"two", "org=idx", "key=0:3", "key=3:2:dup", "access=dyn", "open:output", "write:aaa11",
+                      "2:open:input", "2:read", "write:bbb11", "2:read", "close", "2:close", "2:open:io", "2:set:aaa",
+                      "2:delete", "open:input", "read", "read", "2:close", "close"});
+    EXPECT_EQ(lines(r.out), (std::vector<std::string>{
+                                "open:output fs=00", "write fs=00", "open:input fs=00", "read fs=00 rec=[aaa11     ]",
+                                "write fs=02", "read fs=00 rec=[bbb11     ]", "close fs=00", "close fs=00",
+                                "open:io fs=00", "delete fs=00", "open:input fs=00", "read fs=00 rec=[bbb11     ]",
+                                "read fs=10", "close fs=00", "close fs=00", "epilogue 255"}))
+        << r.out;
+    r = d.run({"two", "share=1", "lock=1", "org=idx", "key=0:3", "key=3:2:dup", "access=dyn", "open:io",
+               "2:open:io", "read:lock", "2:read:lock", "2:set:bbb", "2:rewrite:bbb22", "unlock", "2:set:bbb",
+               "2:rewrite:bbb22", "2:close", "close"});
+    EXPECT_EQ(statusOf(r, 3), "51") << r.out;
+    EXPECT_EQ(statusOf(r, 4), "51") << r.out;
+    EXPECT_EQ(statusOf(r, 6), "00") << r.out;
+    // OUTPUT over another file's bytes, while the other file of the
+    // program waits for it: 61, then read after its CLOSE.
+    r = d.run({"two", "share=3", "org=rel", "open:output", "write:a", "2:open:input", "close", "2:open:input",
+               "2:read", "2:close"});
+    EXPECT_EQ(statusOf(r, 0), "00") << r.out;
+    EXPECT_EQ(statusOf(r, 2), "61") << r.out;
+    EXPECT_TRUE(hasLine(r.out, "read fs=00 rec=[a         ] rk=0001")) << r.out;
 }
