@@ -34,6 +34,9 @@ enum Fs2 : uint32_t {
     kFs2LineTruncated = 421,  // 00: the rest of a long line was skipped
 };
 
+// READ's blocks: bytes read from the file at once.
+constexpr size_t kReadBlock = size_t{64} << 10;
+
 // The open file, at FCB.moduleBuffer: malloc'd, so that the library's
 // free at CLOSE releases it; hence a plain struct with no destructor.
 struct OpenFile {
@@ -41,6 +44,7 @@ struct OpenFile {
     bool atEnd;         // the last READ found no line
     bool needsNewline;  // a record written AFTER ADVANCING still lacks its end of line
     bool needsTop;      // LINAGE: the first page's top margin is still to write
+    uint32_t begin, end;  // READ: the unread bytes of the block at FCB.moduleBuffer2
 };
 
 inline OpenFile* openFile(FCB* fcb) { return static_cast<OpenFile*>(fcb->moduleBuffer); }

@@ -90,13 +90,18 @@ int32_t openFileSlot(FCB* fcb, IPCB* element) {
         if (fs2 == kFs2NoFile) return answer(fcb, (mode & ZVK_OPEN_OUTPUT) || status == 5 ? 30 : 35, fs2);
         return answer(fcb, fs2 == kFs2Denied ? 37 : 30, fs2);
     }
+    // READ's block buffer, at FCB.moduleBuffer2: the library frees it.
+    void* block = mode & ZVK_OPEN_INPUT ? malloc(kReadBlock) : nullptr;
     auto* file = static_cast<OpenFile*>(malloc(sizeof(OpenFile)));
-    if (!file) {
+    if (!file || (mode & ZVK_OPEN_INPUT && !block)) {
+        free(block);
+        free(file);
         fclose(stream);
         return answer(fcb, 30, kFs2NoMemory);
     }
-    *file = OpenFile{stream, false, false, true};
+    *file = OpenFile{stream, false, false, true, 0, 0};
     fcb->moduleBuffer = file;
+    fcb->moduleBuffer2 = block;
     if (mode & ZVK_OPEN_INPUT) {
         fcb->read = readLine;
     } else {

@@ -1,0 +1,148 @@
+      * The indexed demo (examples/demo_indexed.c) as COBOL source, for
+      * another COBOL system: its report must be the same, byte for byte.
+       IDENTIFICATION DIVISION.
+       PROGRAM-ID. DEMOINDEXED.
+       ENVIRONMENT DIVISION.
+       INPUT-OUTPUT SECTION.
+       FILE-CONTROL.
+           SELECT ACCOUNTS ASSIGN TO ACCTFILE
+               ORGANIZATION IS INDEXED ACCESS MODE IS DYNAMIC
+               RECORD KEY IS A-ID
+               ALTERNATE RECORD KEY IS A-BRANCH WITH DUPLICATES
+               FILE STATUS IS ACCT-STATUS.
+           SELECT RPT ASSIGN TO REPORTOUT
+               ORGANIZATION IS LINE SEQUENTIAL
+               FILE STATUS IS REPORT-STATUS.
+       DATA DIVISION.
+       FILE SECTION.
+       FD  ACCOUNTS.
+       01  ACCT-REC.
+           05 A-ID            PIC X(6).
+           05 A-BRANCH        PIC X(4).
+           05 A-NAME          PIC X(20).
+           05 A-BALANCE       PIC 9(8)V99.
+       FD  RPT.
+       01  REPORT-LINE        PIC X(64).
+       WORKING-STORAGE SECTION.
+       01  ACCT-STATUS        PIC XX.
+       01  REPORT-STATUS      PIC XX.
+       01  ACCOUNT-TABLE.
+           05 FILLER PIC X(40) VALUE
+              "A00003EASTCAROL CHEN          0000120050".
+           05 FILLER PIC X(40) VALUE
+              "A00001NORTALICE ADAMS         0000150000".
+           05 FILLER PIC X(40) VALUE
+              "A00006EASTFRANK OSEI          0000009999".
+           05 FILLER PIC X(40) VALUE
+              "A00002SOUTBOB BRANDT          0000002500".
+           05 FILLER PIC X(40) VALUE
+              "A00008WESTHELEN IKEDA         0001000000".
+           05 FILLER PIC X(40) VALUE
+              "A00005EASTERIN DUBOIS         0000073010".
+           05 FILLER PIC X(40) VALUE
+              "A00004NORTDAVID FISCHER       0000000001".
+           05 FILLER PIC X(40) VALUE
+              "A00007SOUTGRACE HOLM          0000450000".
+       01  ACCOUNT-ROWS REDEFINES ACCOUNT-TABLE.
+           05 ACCOUNT         PIC X(40) OCCURS 8.
+       01  I                  PIC 99.
+       01  N                  PIC 9(4) VALUE 0.
+       01  N-TEXT             PIC Z(3)9.
+       01  LINE-TEXT          PIC X(18).
+       01  LINE-WITH-RECORD.
+           05 L-TEXT          PIC X(18).
+           05 L-ID            PIC X(6).
+           05 FILLER          PIC X VALUE SPACE.
+           05 L-BRANCH        PIC X(4).
+           05 FILLER          PIC X VALUE SPACE.
+           05 L-NAME          PIC X(20).
+           05 L-BALANCE       PIC 9(8).99.
+       01  LINE-WITH-STATUS.
+           05 S-TEXT          PIC X(18).
+           05 FILLER          PIC X(7) VALUE "STATUS ".
+           05 S-STATUS        PIC XX.
+       PROCEDURE DIVISION.
+           OPEN OUTPUT ACCOUNTS RPT
+           PERFORM VARYING I FROM 1 BY 1 UNTIL I > 8
+             WRITE ACCT-REC FROM ACCOUNT(I)
+               INVALID KEY MOVE "WRITE FAILED" TO LINE-TEXT
+                           PERFORM SHOW-STATUS
+             END-WRITE
+           END-PERFORM
+           MOVE "LOADED 8 ACCOUNTS" TO REPORT-LINE
+           WRITE REPORT-LINE
+           WRITE ACCT-REC FROM ACCOUNT(1) INVALID KEY CONTINUE END-WRITE
+           MOVE "DUPLICATE A00003" TO LINE-TEXT PERFORM SHOW-STATUS
+           CLOSE ACCOUNTS
+           OPEN I-O ACCOUNTS
+           MOVE "A00005" TO A-ID
+           READ ACCOUNTS KEY IS A-ID
+             NOT INVALID KEY MOVE "BY ID A00005" TO LINE-TEXT
+                             PERFORM SHOW-RECORD
+           END-READ
+           MOVE "EAST" TO A-BRANCH
+           READ ACCOUNTS KEY IS A-BRANCH
+             NOT INVALID KEY MOVE "BY BRANCH EAST" TO LINE-TEXT
+                             PERFORM SHOW-RECORD
+           END-READ
+           PERFORM UNTIL 1 = 0
+             READ ACCOUNTS NEXT AT END EXIT PERFORM END-READ
+             IF A-BRANCH NOT = "EAST" EXIT PERFORM END-IF
+             MOVE "  NEXT" TO LINE-TEXT PERFORM SHOW-RECORD
+           END-PERFORM
+           MOVE "A00004" TO A-ID
+           START ACCOUNTS KEY IS NOT LESS THAN A-ID
+             INVALID KEY CONTINUE END-START
+           MOVE "START ID>=A00004" TO LINE-TEXT PERFORM SHOW-STATUS
+           PERFORM 3 TIMES
+             READ ACCOUNTS NEXT
+               NOT AT END MOVE "  NEXT" TO LINE-TEXT
+                          PERFORM SHOW-RECORD
+             END-READ
+           END-PERFORM
+           PERFORM 2 TIMES
+             READ ACCOUNTS PREVIOUS
+               NOT AT END MOVE "  PREVIOUS" TO LINE-TEXT
+                          PERFORM SHOW-RECORD
+             END-READ
+           END-PERFORM
+           MOVE "A00002" TO A-ID
+           READ ACCOUNTS KEY IS A-ID
+             NOT INVALID KEY
+               MOVE "WEST" TO A-BRANCH
+               ADD 25 TO A-BALANCE
+               REWRITE ACCT-REC INVALID KEY CONTINUE END-REWRITE
+               MOVE "REWRITE A00002" TO LINE-TEXT PERFORM SHOW-STATUS
+           END-READ
+           MOVE "A00004" TO A-ID
+           DELETE ACCOUNTS INVALID KEY CONTINUE END-DELETE
+           MOVE "DELETE A00004" TO LINE-TEXT PERFORM SHOW-STATUS
+           READ ACCOUNTS KEY IS A-ID INVALID KEY CONTINUE END-READ
+           MOVE "BY ID A00004" TO LINE-TEXT PERFORM SHOW-STATUS
+           MOVE LOW-VALUES TO A-BRANCH
+           START ACCOUNTS KEY IS NOT LESS THAN A-BRANCH
+             INVALID KEY CONTINUE END-START
+           MOVE "ALL BY BRANCH" TO REPORT-LINE
+           WRITE REPORT-LINE
+           PERFORM UNTIL 1 = 0
+             READ ACCOUNTS NEXT AT END EXIT PERFORM END-READ
+             MOVE SPACES TO LINE-TEXT PERFORM SHOW-RECORD
+             ADD 1 TO N
+           END-PERFORM
+           MOVE "END OF ACCOUNTS" TO LINE-TEXT PERFORM SHOW-STATUS
+           CLOSE ACCOUNTS RPT
+           MOVE N TO N-TEXT
+           DISPLAY "DEMOINDEXED: " FUNCTION TRIM(N-TEXT)
+                   " ACCOUNTS BY BRANCH"
+           STOP RUN.
+       SHOW-RECORD.
+           MOVE LINE-TEXT TO L-TEXT
+           MOVE A-ID TO L-ID
+           MOVE A-BRANCH TO L-BRANCH
+           MOVE A-NAME TO L-NAME
+           MOVE A-BALANCE TO L-BALANCE
+           WRITE REPORT-LINE FROM LINE-WITH-RECORD.
+       SHOW-STATUS.
+           MOVE LINE-TEXT TO S-TEXT
+           MOVE ACCT-STATUS TO S-STATUS
+           WRITE REPORT-LINE FROM LINE-WITH-STATUS.
