@@ -39,10 +39,7 @@ Probe probe(std::map<std::string, std::string> env) {
         if (l.rfind("--", 0) == 0) step = l.substr(2);
         else if (l.rfind("ZVK903W", 0) == 0) p.reported.insert(step);
     }
-    for (auto& l : scenario::lines(r.out)) {
-        auto eq = l.find('=');
-        if (eq != std::string::npos) p.out[l.substr(0, eq)] = l.substr(eq + 1);
-    }
+    p.out = scenario::values(r.out);
     return p;
 }
 using Set = std::set<std::string>;
@@ -125,11 +122,7 @@ TEST(DivideByZero, WarnsAndTheProgramGoesOn) {
         else if (!l.empty()) ADD_FAILURE() << "unexpected line: " << l;
     }
     EXPECT_EQ(warned, std::set<std::string>({"div", "divr", "mod", "divznd", "zerobyzero"}));
-    std::map<std::string, std::string> out;
-    for (auto& l : scenario::lines(r.out)) {
-        auto eq = l.find('=');
-        if (eq != std::string::npos) out[l.substr(0, eq)] = l.substr(eq + 1);
-    }
+    auto out = scenario::values(r.out);
     EXPECT_EQ(out["div"], "099c");
     EXPECT_EQ(out["divr"], "1");
     EXPECT_EQ(out["divrr"], "007c");
