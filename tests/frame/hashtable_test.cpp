@@ -111,6 +111,42 @@ TEST(HashFunctions, TableChoosesHashByKeyType) {
     EXPECT_EQ(i64->searches, 1U);
 }
 
+TEST(Create, SizeLimitLoadAndFlags) {
+    using P = std::initializer_list<std::pair<uint32_t, uint32_t>>;
+    for (auto [asked, got] : P{{1000, 1024}, {10, 64}, {0, 64}, {65, 128}, {65537, 131072}}) {
+        auto t = makeTable(asked);
+        EXPECT_EQ(t->size, got);
+        EXPECT_EQ(t->mask, got - 1);
+        EXPECT_EQ(t->freeSlots, got);
+    }
+    for (auto [load, limit] : P{{93, 60}, {87, 56}, {75, 48}, {0, 48}, {50, 64}})
+        EXPECT_EQ(makeTable(64, load)->limit, limit) << load;
+    auto t = makeTable(0, 0, HP_MRU | HP_CALLER_MARK);
+    EXPECT_EQ(t->load, 75U);
+    EXPECT_EQ(t->flags, HT_OWNS_RECORD | HT_MRU | HT_CALLER_MARK);
+    EXPECT_EQ(makeTable()->flags, HT_OWNS_RECORD);
+    // Small tables take the proportional rule; these sizes tell the two apart.
+    using T = std::initializer_list<std::tuple<uint32_t, uint32_t, uint32_t>>;
+    for (auto [size, load, limit] : T{{4, 87, 3}, {4, 75, 3}, {8, 93, 7}, {2, 93, 1}}) {
+        HashTable_Resize(t.get(), size, load);
+        EXPECT_EQ(t->limit, limit) << size << "/" << load;
+    }
+    HashTable_Resize(t.get(), 64, 0);  // load 0 keeps the current one
+    EXPECT_EQ(t->limit, 60U);
+}
+
+TEST(Grow, FortyEighthEntryDoublesTable) {
+    auto t = makeTable(64, 75);
+    for (int i = 0; i < 47; i++) put(t.get(), std::to_string(i), i);
+    EXPECT_EQ(t->size, 64U);
+    put(t.get(), "47", 47);
+    EXPECT_EQ(t->size, 128U);
+    EXPECT_EQ(t->grows, 1U);
+    EXPECT_EQ(t->limit, 96U);
+    EXPECT_EQ(t->used + t->freeSlots, 128U);
+    for (int i = 0; i < 48; i++) EXPECT_EQ(valueOf(find(t.get(), std::to_string(i))), uint64_t(i));
+}
+
 TEST(Grow, ResizeKeepsChainOrderAndDoesNotRunAwayOnABadHash) {
     auto t = makeTable(0, 0, 0, nullptr, constantHash);
     for (const char* k : {"a", "b", "c"}) put(t.get(), k, 0);
