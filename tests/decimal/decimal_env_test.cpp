@@ -24,66 +24,42 @@ Result run(const std::string& what, std::map<std::string, std::string> env) {
     return scenario::run(scenario::binDir() + "/decimal_scenarios", {what}, o);
 }
 
-// The steps whose section of stderr holds a message line, and the
-// key=value lines of stdout.
-struct Probe {
-    std::set<std::string> reported;
-    std::map<std::string, std::string> out;
-};
-Probe probe(std::map<std::string, std::string> env) {
-    Result r = run("probe", env);
-    EXPECT_EQ(r.exitCode, 0) << r.err;
-    Probe p;
-    std::string step;
-    for (auto& l : scenario::lines(r.err)) {
-        if (l.rfind("--", 0) == 0) step = l.substr(2);
-        else if (l.rfind("ZVK903W", 0) == 0) p.reported.insert(step);
+// Each variable's mode bits, seen in the steps whose section of stderr
+// holds a message line, and in the key=value lines of stdout.
+TEST(DecimalEnvironment, EachVariableSetsItsModeBits) {
+    using Set = std::set<std::string>;
+    struct Row {
+        std::map<std::string, std::string> env;
+        Set reported;
+        const char* out;
+    } rows[] = {
+        // nothing set validates arithmetic only, and computes on with the bad operand
+        {{}, {"add"}, "add=1a3c us=313231 negzero=000c letter=313273"},
+        {{{"COBOL_BCD_SAFE", "1"}}, {"add", "equ", "cpy"}, "us=313231"},   // cleans unsigned too
+        // FAST after SAFE undoes its validation but not arithmetic's; 0x008: the last byte raw
+        {{{"COBOL_BCD_SAFE", "1"}, {"COBOL_BCD_FAST", "1"}}, {"add"}, "us=31324a"},
+        {{{"COBOL_BCD_NOVALIDATE", "1"}}, {}, ""},
+        {{{"COBOL_BCD_NOVALIDATE", "0x41"}}, {"equ"}, ""},
+        {{{"COBOL_BCD_NOVALIDATE", "010"}}, {"add"}, "us=31324a"},   // base 0: octal 8
+        {{{"COBOL_BCD_NOVALIDATE", "2"}}, {"add"}, "negzero=000d"},
+        {{{"COBOL_BCD_NOVALIDATE", ""}}, {"add"}, ""},                         // empty: not set
+        {{{"COBOL_BCD_NOVALIDATE", "0x180"}}, {"add"}, "letter=31324c"},     // low eight bits only
+        {{{"COBOL_BCD_EBCDIC", "yes"}}, {"add"}, "letter=31324c"},           // "12L": -123
+    };
+    for (const Row& row : rows) {
+        Result r = run("probe", row.env);
+        std::string what;
+        for (auto& [k, v] : row.env) what += k + "=" + v + " ";
+        EXPECT_EQ(r.exitCode, 0) << what << r.err;
+        Set reported;
+        std::string step;
+        for (auto& l : scenario::lines(r.err)) {
+            if (l.rfind("--", 0) == 0) step = l.substr(2);
+            else if (l.rfind("ZVK903W", 0) == 0) reported.insert(step);
+        }
+        EXPECT_EQ(reported, row.reported) << what;
+        EXPECT_EQ(scenario::mismatches(r.out, row.out), "") << what;
     }
-    for (auto& l : scenario::lines(r.out)) {
-        auto eq = l.find('=');
-        if (eq != std::string::npos) p.out[l.substr(0, eq)] = l.substr(eq + 1);
-    }
-    return p;
-}
-using Set = std::set<std::string>;
-
-TEST(DecimalEnvironment, NothingSetValidatesArithmeticOnly) {
-    Probe p = probe({});
-    EXPECT_EQ(p.reported, Set({"add"}));
-    EXPECT_EQ(p.out["add"], "1a3c") << "the computation goes on with the bad operand";
-    EXPECT_EQ(p.out["us"], "313231");
-    EXPECT_EQ(p.out["negzero"], "000c");
-    EXPECT_EQ(p.out["letter"], "313273");
-}
-
-TEST(DecimalEnvironment, SafeValidatesEverythingAndCleansUnsigned) {
-    Probe p = probe({{"COBOL_BCD_SAFE", "1"}});
-    EXPECT_EQ(p.reported, Set({"add", "equ", "cpy"}));
-    EXPECT_EQ(p.out["us"], "313231");
-}
-
-TEST(DecimalEnvironment, FastAfterSafeUndoesItsValidationButNotArithmetics) {
-    Probe p = probe({{"COBOL_BCD_SAFE", "1"}, {"COBOL_BCD_FAST", "1"}});
-    EXPECT_EQ(p.reported, Set({"add"}));
-    EXPECT_EQ(p.out["us"], "31324a");  // 0x008: the last byte raw
-}
-
-TEST(DecimalEnvironment, NovalidateSetsBitsByNumber) {
-    EXPECT_EQ(probe({{"COBOL_BCD_NOVALIDATE", "1"}}).reported, Set());
-    Probe hex41 = probe({{"COBOL_BCD_NOVALIDATE", "0x41"}});
-    EXPECT_EQ(hex41.reported, Set({"equ"}));
-    Probe octal = probe({{"COBOL_BCD_NOVALIDATE", "010"}});  // base 0: octal 8
-    EXPECT_EQ(octal.reported, Set({"add"}));
-    EXPECT_EQ(octal.out["us"], "31324a");
-    EXPECT_EQ(probe({{"COBOL_BCD_NOVALIDATE", "2"}}).out["negzero"], "000d");
-    EXPECT_EQ(probe({{"COBOL_BCD_NOVALIDATE", ""}}).reported, Set({"add"}));  // empty: not set
-    EXPECT_EQ(probe({{"COBOL_BCD_NOVALIDATE", "0x180"}}).out["letter"], "31324c");  // low eight bits only
-}
-
-TEST(DecimalEnvironment, EbcdicWritesLetters) {
-    Probe p = probe({{"COBOL_BCD_EBCDIC", "yes"}});
-    EXPECT_EQ(p.out["letter"], "31324c");  // "12L": -123
-    EXPECT_EQ(p.reported, Set({"add"}));
 }
 
 TEST(DecimalEnvironment, ReadOnceAtTheFirstCall) {
@@ -125,11 +101,7 @@ TEST(DivideByZero, WarnsAndTheProgramGoesOn) {
         else if (!l.empty()) ADD_FAILURE() << "unexpected line: " << l;
     }
     EXPECT_EQ(warned, std::set<std::string>({"div", "divr", "mod", "divznd", "zerobyzero"}));
-    std::map<std::string, std::string> out;
-    for (auto& l : scenario::lines(r.out)) {
-        auto eq = l.find('=');
-        if (eq != std::string::npos) out[l.substr(0, eq)] = l.substr(eq + 1);
-    }
+    auto out = scenario::values(r.out);
     EXPECT_EQ(out["div"], "099c");
     EXPECT_EQ(out["divr"], "1");
     EXPECT_EQ(out["divrr"], "007c");

@@ -104,11 +104,6 @@ TEST(DirectCalls, EveryExportNoOtherTestReaches) {
              _zvkToLower(7, s, s);
              return text(reinterpret_cast<char*>(s));
          }, "mixed 9"},
-        {"_Dmr_upper_case", [] {
-             uint8_t s[] = "MiXed 9", d[8] = {};
-             _Dmr_upper_case(7, s, d);
-             return text(reinterpret_cast<char*>(d));
-         }, "MIXED 9"},
         // The longest character of the thread's locale.
         {"_zvkGetMBCurMax", [] {
              const std::string before = setlocale(LC_CTYPE, nullptr);

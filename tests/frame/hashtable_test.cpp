@@ -163,17 +163,6 @@ TEST(Grow, ResizeKeepsChainOrderAndDoesNotRunAwayOnABadHash) {
     EXPECT_LE(t->size, 16384U);
 }
 
-TEST(Insert, DuplicateReturnsFirstEntryWithOldValue) {
-    auto t = makeTable();
-    HashEntry* first = put(t.get(), "PROGA", 1);
-    EXPECT_EQ(put(t.get(), "PROGA", 2), first);
-    EXPECT_EQ(valueOf(first), 1U);
-    EXPECT_EQ(t->inserts, 1U);
-    EXPECT_NE(put(t.get(), "PROGA", 3, 1), first);
-    EXPECT_EQ(t->entries, 2U);
-    EXPECT_EQ(valueOf(find(t.get(), "PROGA")), 3U);
-}
-
 TEST(Parent, AlsoParentAndInheritMakeReferences) {
     auto parent = makeTable();
     auto child = makeTable(0, 0, 0, parent.get());
