@@ -3,10 +3,14 @@
 // records whose slots are test functions over lists of records in memory.
 #pragma once
 
+#include <dirent.h>
 #include <dlfcn.h>
+#include <stdlib.h>
 #include <stdint.h>
 #include <string.h>
 
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -137,5 +141,32 @@ struct ProgramImage {
         ipcb[1].pcb = &nested;
     }
 };
+
+using Bytes = std::vector<uint8_t>;
+
+struct TempDir {
+    std::string path;
+    TempDir() {
+        char t[] = "/tmp/sortengine.XXXXXX";
+        path = mkdtemp(t);
+    }
+    ~TempDir() { std::system(("rm -rf " + path).c_str()); }
+    std::string file(const std::string& name) const { return path + "/" + name; }
+    int entries() const {
+        int n = 0;
+        DIR* d = opendir(path.c_str());
+        while (dirent* e = readdir(d)) n += e->d_name[0] != '.';
+        closedir(d);
+        return n;
+    }
+};
+
+inline Bytes readFile(const std::string& path) {
+    std::ifstream f(path, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(f), {});
+}
+inline void writeFile(const std::string& path, const Bytes& b) {
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size()));
+}
 
 }  // namespace enginetest

@@ -22,31 +22,6 @@ using Lines = std::vector<std::string>;
 
 namespace {
 
-struct TempDir {
-    std::string path;
-    TempDir() {
-        char t[] = "/tmp/sortengine.XXXXXX";
-        path = mkdtemp(t);
-    }
-    ~TempDir() { std::system(("rm -rf " + path).c_str()); }
-    std::string file(const std::string& name) const { return path + "/" + name; }
-    int entries() const {
-        int n = 0;
-        DIR* d = opendir(path.c_str());
-        while (dirent* e = readdir(d)) n += e->d_name[0] != '.';
-        closedir(d);
-        return n;
-    }
-};
-
-Bytes readFile(const std::string& path) {
-    std::ifstream f(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(f), {});
-}
-void writeFile(const std::string& path, const Bytes& b) {
-    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(b.data()), std::streamsize(b.size()));
-}
-
 // Lines of letters from a small alphabet, so that keys tie often.
 Lines randomLines(unsigned seed, size_t n, size_t minLength, size_t maxLength) {
     std::mt19937 rng(seed);
