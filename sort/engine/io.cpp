@@ -213,8 +213,10 @@ bool sinkClose(Job& job, Sink& s) {
     }
     if (s.kind == SinkKind::Memory) return true;
     bool ok = true;
-    while (s.opened) {
-        FCB* f = s.files[s.count - s.opened--];
+    const uint32_t opened = s.opened;
+    s.opened = 0;
+    for (uint32_t i = 0; i < opened; ++i) {
+        FCB* f = s.files[i];
         f->closeOptions = 0;
         f->close(f, job.element);
         if (!survived(job)) return false;

@@ -155,7 +155,8 @@ bool writeOutput(Job& job, Block& b) {
 
 bool allocate(Job& job) {
     const Config& c = job.cfg;
-    const size_t least = 16 * (size_t(c.keyBytes) + c.maxForm() + 2 * sizeof(Entry));
+    // Room for a few of the longest records, whatever the budget says.
+    const size_t least = 4 * (size_t(c.keyBytes) + c.maxForm() + 2 * sizeof(Entry)) + 4096;
     job.arenaSize = c.memory > least ? size_t(c.memory) : least;
     job.arenaSize &= ~size_t(15);
     job.arena = static_cast<uint8_t*>(aligned_alloc(16, job.arenaSize));

@@ -83,6 +83,7 @@ struct MemoryFile {
     IPCB* expectedElement = nullptr;
     bool wrongElement = false;
     int opens = 0, closes = 0;
+    uint16_t openStatus = 0;   // what open answers: 35, a file that is not there
     // Called from write or read with the count of records so far.
     void (*hook)(MemoryFile&, size_t) = nullptr;
 
@@ -98,6 +99,7 @@ struct MemoryFile {
     static int32_t open(FCB* f, IPCB* e) {
         MemoryFile& m = of(f);
         m.check(e);
+        if (m.openStatus) return f->status = m.openStatus;
         m.opens++, m.next = 0;
         f->modeInForce = f->openMode;
         return f->status = 0;

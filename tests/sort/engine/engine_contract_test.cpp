@@ -146,6 +146,31 @@ TEST(SortEngine, MergeStopsAtARecordOutOfOrderAndClosesItsFiles) {
     EXPECT_EQ(a.closes + b.closes + out.closes, 3);
 }
 
+TEST(SortEngine, AFileThatDoesNotOpenGives16AndTheFilesOpenedBeforeAreClosed) {
+    ProgramImage program;
+    MemoryFile a(2), b(2), out1(2), out2(2);
+    a.records = {"bb", "aa"};
+    out2.openStatus = 35;
+    FCB* using_[1] = {&a.fcb};
+    FCB* giving[2] = {&out1.fcb, &out2.fcb};
+    Call call = textSort(2);
+    call.program = &program.pcb;
+    call.in = SortIoRecord{nullptr, 0, 0, nullptr, 1, 0, using_};
+    call.out = SortIoRecord{nullptr, 0, 0, nullptr, 2, 0, giving};
+    EXPECT_EQ(call.run(), 16);
+    EXPECT_EQ(call.error, uint32_t(ZVK_SORTENG_E_GIVING_OPEN));
+    EXPECT_EQ(out1.opens, 1);
+    EXPECT_EQ(out1.closes, 1);
+    EXPECT_EQ(out2.closes, 0);
+    b.openStatus = 35;
+    FCB* missing[2] = {&a.fcb, &b.fcb};
+    call.in.files = missing, call.in.count = 2;
+    EXPECT_EQ(call.run(), 16);
+    EXPECT_EQ(call.error, uint32_t(ZVK_SORTENG_E_USING_OPEN));
+    EXPECT_EQ(a.opens, 2);
+    EXPECT_EQ(a.closes, 2);
+}
+
 namespace {
 
 int32_t abandonedResult = -1;
