@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <pthread.h>
 
 #include "kvr2/filemodule.h"
 #include "kvr2/sortengine.h"
@@ -51,6 +52,27 @@ struct Stream {
     size_t memSize;
 };
 
+// A buffered writer in two halves: a full half is written by a second
+// thread while the other fills.
+struct Spool {
+    int fd;
+    uint8_t* buf;             // two halves
+    size_t half;
+    uint32_t current;         // the half being filled
+    size_t fill;
+    uint64_t handed;          // bytes handed to the file
+};
+
+// The one write under way on the second thread, if any.
+struct WriteBehind {
+    pthread_t thread;
+    bool running;
+    bool ok;
+    int fd;
+    const uint8_t* data;
+    size_t bytes;
+};
+
 // The output: the GIVING files, the file at out.path, or out.memory.
 enum class SinkKind : uint8_t { Fcbs, File, Memory };
 struct Sink {
@@ -58,9 +80,7 @@ struct Sink {
     uint32_t opened;          // Fcbs: files opened so far
     FCB** files;
     uint32_t count;
-    int fd;
-    uint8_t* buf;
-    size_t fill, cap;
+    Spool file;
     uint8_t* mem;
     size_t memCap, memPos;
     uint64_t records;
@@ -79,8 +99,8 @@ struct Job {
     bool abandoned;           // op 11 ran inside one of this job's file calls
     uint8_t* arena;           // the budget, one block
     size_t arenaSize;
-    uint8_t* outBuf;          // a run's or the output's write buffer
-    size_t outBufSize;
+    Spool spool;              // runs into the work files
+    WriteBehind writer;
     uint8_t* keyPad;          // a short record padded to keyReach with blanks
     int work[2];              // work files, unlinked at creation
     uint64_t workEnd[2];
@@ -114,6 +134,10 @@ bool sinkPut(Job& job, Sink& s, const uint8_t* data, uint32_t length);
 bool sinkClose(Job& job, Sink& s);
 int workFile(Job& job);                           // a new unlinked file, or -1
 bool writeAll(int fd, const uint8_t* p, size_t n);
+bool spoolOpen(Job& job, Spool& s, size_t half);
+uint8_t* spoolRoom(Job& job, Spool& s, size_t n);   // null: a write failed
+bool spoolFlush(Job& job, Spool& s);
+bool writeWait(Job& job);                           // the write under way is done; false if it failed
 bool readAt(int fd, uint8_t* p, size_t n, uint64_t at, size_t* got);
 
 // runs.cpp: SORT

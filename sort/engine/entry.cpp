@@ -22,8 +22,9 @@ bool fail(Job& job, uint32_t error) {
 }
 
 void releaseJob(Job& job) {
+    writeWait(job);
     free(job.arena), job.arena = nullptr;
-    free(job.outBuf), job.outBuf = nullptr;
+    free(job.spool.buf), job.spool.buf = nullptr;
     free(job.keyPad), job.keyPad = nullptr;
     free(job.runs), job.runs = nullptr;
     free(job.mergeKeys), job.mergeKeys = nullptr;
@@ -37,8 +38,8 @@ void releaseJob(Job& job) {
         }
         free(job.streams), job.streams = nullptr;
     }
-    if (job.sink.kind == SinkKind::File && job.sink.fd >= 0) close(job.sink.fd), job.sink.fd = -1;
-    free(job.sink.buf), job.sink.buf = nullptr;
+    if (job.sink.kind == SinkKind::File && job.sink.file.fd >= 0) close(job.sink.file.fd), job.sink.file.fd = -1;
+    free(job.sink.file.buf), job.sink.file.buf = nullptr;
 }
 
 void recordKey(Job& job, const uint8_t* data, uint32_t length, uint8_t* out) {
@@ -175,7 +176,7 @@ bool listInputs(Job& job, const SortIoRecord& in) {
 
 void describeOutput(Job& job, const SortIoRecord& out) {
     Sink& s = job.sink;
-    s.fd = -1;
+    s.file.fd = -1;
     if (out.count) {
         s.kind = SinkKind::Fcbs, s.files = out.files, s.count = out.count;
     } else if (out.path) {
@@ -199,8 +200,8 @@ int32_t run(Job& job, int32_t op, const SortIoRecord& in, const SortIoRecord& ou
     if (job.sink.kind == SinkKind::File) {
         // Made, and emptied, before anything is read: the runtime reads it
         // even when no record came.
-        job.sink.fd = open(outPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-        if (job.sink.fd < 0) return fail(job, ZVK_SORTENG_E_OUTPUT_FILE), 16;
+        job.sink.file.fd = open(outPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+        if (job.sink.file.fd < 0) return fail(job, ZVK_SORTENG_E_OUTPUT_FILE), 16;
     }
     // A MERGE into memory goes through the sort, which reads every input
     // before it writes: the output may be the input's own bytes.  Of
@@ -235,7 +236,8 @@ int32_t sortmerge(int32_t op, uint64_t formatWord, uint32_t recordLength, uintpt
     Job job;
     memset(&job, 0, sizeof job);
     job.work[0] = job.work[1] = -1;
-    job.sink.fd = -1;
+    job.sink.file.fd = -1;
+    job.spool.fd = -1;
     int32_t result = 16;
     if (runningJob) {
         job.error = ZVK_SORTENG_E_NESTED;

@@ -26,6 +26,27 @@ size_t ioBufferSize(const Job& job) {
 // A file call may have run op 11, which released the job.
 bool survived(Job& job) { return !job.abandoned; }
 
+// No second thread runs while a file's slot is called: op 11 may come
+// from inside it, and must find the job still.
+bool quiet(Job& job) { return writeWait(job) || fail(job, ZVK_SORTENG_E_WORK_FILE); }
+
+void* writeTask(void* arg) {
+    auto* w = static_cast<WriteBehind*>(arg);
+    w->ok = writeAll(w->fd, w->data, w->bytes);
+    return nullptr;
+}
+
+// Starts the write of [p, p + n) on the second thread, once the write
+// before it is done; the bytes must stay as they are until writeWait.
+bool writeBehind(Job& job, int fd, const uint8_t* p, size_t n) {
+    if (!writeWait(job)) return false;
+    WriteBehind& w = job.writer;
+    w.fd = fd, w.data = p, w.bytes = n, w.ok = false;
+    if (job.cfg.threads < 2 || pthread_create(&w.thread, nullptr, writeTask, &w) != 0) return writeAll(fd, p, n);
+    w.running = true;
+    return true;
+}
+
 // The next record in bytes [p, p + n): its form's size, 0 if the bytes
 // hold no whole record, or -1 if the length word is impossible.
 int64_t formSize(const Config& c, const uint8_t* p, size_t n) {
@@ -87,6 +108,7 @@ int nextFromMemory(Job& job, Stream& s, Rec& rec) {
 
 int nextFromFcb(Job& job, Stream& s, Rec& rec) {
     FCB* f = s.fcb;
+    if (!quiet(job)) return -1;
     f->read(f, job.element, ZVK_READ_NEXT, 0);
     if (!survived(job)) return -1;
     if (f->status == 10) return 0;
@@ -115,6 +137,7 @@ bool streamOpen(Job& job, Stream& s) {
     s.buf = static_cast<uint8_t*>(malloc(s.bufSize));
     if (!s.buf) return fail(job, ZVK_SORTENG_E_MEMORY);
     if (s.kind == StreamKind::File) return s.opened = true;
+    if (!quiet(job)) return false;
     s.fcb->openMode = ZVK_OPEN_INPUT;
     s.fcb->open(s.fcb, job.element);
     if (!survived(job)) return false;
@@ -140,6 +163,7 @@ bool streamClose(Job& job, Stream& s) {
         return true;
     }
     if (s.kind != StreamKind::Fcb) return true;
+    if (!quiet(job)) return false;
     s.fcb->closeOptions = 0;
     s.fcb->close(s.fcb, job.element);
     if (!survived(job)) return false;
@@ -147,12 +171,9 @@ bool streamClose(Job& job, Stream& s) {
 }
 
 bool sinkOpen(Job& job, Sink& s) {
-    if (s.kind == SinkKind::File) {
-        s.cap = ioBufferSize(job);
-        s.buf = static_cast<uint8_t*>(malloc(s.cap));
-        return s.buf || fail(job, ZVK_SORTENG_E_MEMORY);
-    }
+    if (s.kind == SinkKind::File) return spoolOpen(job, s.file, ioBufferSize(job));
     if (s.kind == SinkKind::Memory) return true;
+    if (!quiet(job)) return false;
     for (; s.opened < s.count; ++s.opened) {
         FCB* f = s.files[s.opened];
         f->openMode = ZVK_OPEN_OUTPUT;
@@ -168,17 +189,14 @@ bool sinkPut(Job& job, Sink& s, const uint8_t* data, uint32_t length) {
     const bool variable = job.cfg.variable();
     const size_t form = variable ? size_t(length) + 4 : length;
     if (s.kind == SinkKind::File) {
-        if (s.fill + form > s.cap) {
-            if (!writeAll(s.fd, s.buf, s.fill)) return fail(job, ZVK_SORTENG_E_OUTPUT_FILE);
-            s.fill = 0;
-        }
-        uint8_t* p = s.buf + s.fill;
+        uint8_t* p = spoolRoom(job, s.file, form);
+        if (!p) return fail(job, ZVK_SORTENG_E_OUTPUT_FILE);
         if (variable) {
             const uint32_t total = length + 4;
             memcpy(p, &total, 4), p += 4;
         }
         memcpy(p, data, length);
-        s.fill += form;
+        s.file.fill += form;
         return true;
     }
     if (s.kind == SinkKind::Memory) {
@@ -192,6 +210,7 @@ bool sinkPut(Job& job, Sink& s, const uint8_t* data, uint32_t length) {
         s.memPos += form;
         return true;
     }
+    if (!quiet(job)) return false;
     for (uint32_t i = 0; i < s.count; ++i) {
         FCB* f = s.files[i];
         const uint32_t n = length < f->maxLength ? length : f->maxLength;
@@ -205,13 +224,13 @@ bool sinkPut(Job& job, Sink& s, const uint8_t* data, uint32_t length) {
 
 bool sinkClose(Job& job, Sink& s) {
     if (s.kind == SinkKind::File) {
-        const bool ok = s.fd >= 0 && writeAll(s.fd, s.buf, s.fill);
-        s.fill = 0;
-        const int rc = s.fd >= 0 ? close(s.fd) : -1;
-        s.fd = -1;
+        const bool ok = s.file.fd >= 0 && spoolFlush(job, s.file) && writeWait(job);
+        const int rc = s.file.fd >= 0 ? close(s.file.fd) : -1;
+        s.file.fd = -1;
         return (ok && rc == 0) || fail(job, ZVK_SORTENG_E_OUTPUT_FILE);
     }
     if (s.kind == SinkKind::Memory) return true;
+    if (!quiet(job)) return false;
     bool ok = true;
     const uint32_t opened = s.opened;
     s.opened = 0;
@@ -252,6 +271,34 @@ bool writeAll(int fd, const uint8_t* p, size_t n) {
         if (w <= 0) return false;
         p += w, n -= size_t(w);
     }
+    return true;
+}
+
+bool writeWait(Job& job) {
+    WriteBehind& w = job.writer;
+    if (!w.running) return true;
+    pthread_join(w.thread, nullptr);
+    w.running = false;
+    return w.ok;
+}
+
+bool spoolOpen(Job& job, Spool& s, size_t half) {
+    s.half = half, s.current = 0, s.fill = 0;
+    s.buf = static_cast<uint8_t*>(malloc(2 * half));
+    return s.buf || fail(job, ZVK_SORTENG_E_MEMORY);
+}
+
+uint8_t* spoolRoom(Job& job, Spool& s, size_t n) {
+    if (s.fill + n > s.half && !spoolFlush(job, s)) return nullptr;
+    return s.buf + s.current * s.half + s.fill;
+}
+
+bool spoolFlush(Job& job, Spool& s) {
+    if (!s.fill) return true;
+    if (!writeBehind(job, s.fd, s.buf + s.current * s.half, s.fill)) return false;
+    s.handed += s.fill;
+    s.fill = 0;
+    s.current ^= 1;
     return true;
 }
 

@@ -112,8 +112,9 @@ bool mergeGroup(Job& job, const Run* runs, uint32_t count, bool last) {
     }
     Tree t{count, node, keys, c.keyBytes};
     treeInit(t, win);
-    const uint64_t start = job.workEnd[1];
-    size_t fill = 0;
+    Spool& sp = job.spool;
+    sp.fd = job.work[1], sp.handed = job.workEnd[1];
+    const uint64_t start = sp.handed;
     if (last && !sinkOpen(job, job.sink)) return false;
     const uint32_t skip = c.keyBytes + (c.variable() ? 4 : 0);
     for (;;) {
@@ -124,20 +125,18 @@ bool mergeGroup(Job& job, const Run* runs, uint32_t count, bool last) {
         if (last) {
             if (!sinkPut(job, job.sink, rec + skip, uint32_t(size - skip))) return false;
         } else {
-            if (fill + size > job.outBufSize) {
-                if (!writeAll(job.work[1], job.outBuf, fill)) return fail(job, ZVK_SORTENG_E_WORK_FILE);
-                job.workEnd[1] += fill, fill = 0;
-            }
-            memcpy(job.outBuf + fill, rec, size);
-            fill += size;
+            uint8_t* to = spoolRoom(job, sp, size);
+            if (!to) return fail(job, ZVK_SORTENG_E_WORK_FILE);
+            memcpy(to, rec, size);
+            sp.fill += size;
         }
         readers[w].pos += size;
         if (!readerKey(job, readers[w], &keys[w])) return false;
         treeReplay(t, w);
     }
     if (last) return sinkClose(job, job.sink);
-    if (!writeAll(job.work[1], job.outBuf, fill)) return fail(job, ZVK_SORTENG_E_WORK_FILE);
-    job.workEnd[1] += fill;
+    if (!spoolFlush(job, sp)) return fail(job, ZVK_SORTENG_E_WORK_FILE);
+    job.workEnd[1] = sp.handed;
     job.runs[job.runCount++] = Run{start, job.workEnd[1] - start};
     return true;
 }
@@ -146,6 +145,8 @@ bool mergeGroup(Job& job, const Run* runs, uint32_t count, bool last) {
 
 bool mergeRuns(Job& job) {
     const Config& c = job.cfg;
+    // Runs are read back: their last bytes must have reached the file.
+    if (!writeWait(job)) return fail(job, ZVK_SORTENG_E_WORK_FILE);
     const size_t least = 2 * (size_t(c.keyBytes) + c.maxForm()) + 64;
     size_t share = job.arenaSize / 8 < (size_t(4) << 20) ? job.arenaSize / 8 : size_t(4) << 20;
     if (share < least) share = least;
@@ -162,6 +163,7 @@ bool mergeRuns(Job& job) {
             const Run* group = job.runs + g;
             if (!mergeGroup(job, group, runs - g < fanIn ? runs - g : fanIn, false)) return false;
         }
+        if (!writeWait(job)) return fail(job, ZVK_SORTENG_E_WORK_FILE);
         const int fd = job.work[0];
         job.work[0] = job.work[1], job.work[1] = fd;
         job.workEnd[0] = job.workEnd[1], job.workEnd[1] = 0;

@@ -122,20 +122,19 @@ bool writeRun(Job& job, Block& b) {
     if (job.work[0] < 0 && (job.work[0] = workFile(job)) < 0) return false;
     const Entry* e = sortIndex(job, b);
     const uint32_t K = job.cfg.keyBytes;
-    const uint64_t start = job.workEnd[0];
-    size_t fill = 0;
+    Spool& sp = job.spool;
+    sp.fd = job.work[0], sp.handed = job.workEnd[0];
+    const uint64_t start = sp.handed;
     for (size_t i = 0; i < b.n; ++i) {
         const uint8_t* rec = b.base + e[i].at;
         const size_t size = K + formAt(job.cfg, rec + K);
-        if (fill + size > job.outBufSize) {
-            if (!writeAll(job.work[0], job.outBuf, fill)) return fail(job, ZVK_SORTENG_E_WORK_FILE);
-            job.workEnd[0] += fill, fill = 0;
-        }
-        memcpy(job.outBuf + fill, rec, size);
-        fill += size;
+        uint8_t* to = spoolRoom(job, sp, size);
+        if (!to) return fail(job, ZVK_SORTENG_E_WORK_FILE);
+        memcpy(to, rec, size);
+        sp.fill += size;
     }
-    if (!writeAll(job.work[0], job.outBuf, fill)) return fail(job, ZVK_SORTENG_E_WORK_FILE);
-    job.workEnd[0] += fill;
+    if (!spoolFlush(job, sp)) return fail(job, ZVK_SORTENG_E_WORK_FILE);
+    job.workEnd[0] = sp.handed;
     b.used = 0, b.n = 0;
     return addRun(job, start, job.workEnd[0] - start);
 }
@@ -160,10 +159,10 @@ bool allocate(Job& job) {
     job.arenaSize = c.memory > least ? size_t(c.memory) : least;
     job.arenaSize &= ~size_t(15);
     job.arena = static_cast<uint8_t*>(aligned_alloc(16, job.arenaSize));
-    job.outBufSize = size_t(4) << 20;
-    if (job.outBufSize < 2 * (size_t(c.keyBytes) + c.maxForm())) job.outBufSize = 2 * (size_t(c.keyBytes) + c.maxForm());
-    job.outBuf = static_cast<uint8_t*>(malloc(job.outBufSize));
-    return (job.arena && job.outBuf) || fail(job, ZVK_SORTENG_E_MEMORY);
+    size_t half = size_t(4) << 20;
+    if (half < 2 * (size_t(c.keyBytes) + c.maxForm())) half = 2 * (size_t(c.keyBytes) + c.maxForm());
+    if (!job.arena) return fail(job, ZVK_SORTENG_E_MEMORY);
+    return spoolOpen(job, job.spool, half);
 }
 
 }  // namespace
