@@ -7,6 +7,7 @@
 //   SORT_BENCH_BYTES   input size (default 1G; K, M, G suffixes)
 //   SORT_BENCH_MEMORY  budget of both sorts (default 256M)
 //   SORT_BENCH_DIR     where the files go (default /tmp)
+//   SORT_BENCH_ENGINE  another build of the engine to measure
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
 #include <sched.h>
@@ -66,7 +67,7 @@ void generate() {
 }
 
 zvkSortEngine engine() {
-    void* h = dlopen(KVR2_ENGINE_PATH, RTLD_NOW);
+    void* h = dlopen(env("SORT_BENCH_ENGINE", KVR2_ENGINE_PATH).c_str(), RTLD_NOW);
     return h ? reinterpret_cast<zvkSortEngine>(dlvsym(h, "sortmerge", ZVK_SORT_ENGINE_VERSION)) : nullptr;
 }
 
