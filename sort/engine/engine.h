@@ -112,6 +112,7 @@ struct Job {
     uint8_t* mergeKeys;       // MERGE: each stream's current and previous key
     Sink sink;
     uint64_t records;         // figures for the trace
+    uint32_t spilledRuns;
     uint32_t passes;
 };
 

@@ -155,6 +155,7 @@ bool listInputs(Job& job, const SortIoRecord& in) {
     for (uint32_t i = 0; i < n; ++i) job.streams[i].fd = -1;
     if (!in.path && in.count) {
         if (!job.element) return fail(job, ZVK_SORTENG_E_NO_PROGRAM);
+        if (!in.files) return fail(job, ZVK_SORTENG_E_USING_OPEN);
         for (uint32_t i = 0; i < n; ++i) job.streams[i].kind = StreamKind::Fcb, job.streams[i].fcb = in.files[i];
         job.streamCount = n;
         return true;
@@ -196,6 +197,7 @@ void closeAfterFailure(Job& job) {
 int32_t run(Job& job, int32_t op, const SortIoRecord& in, const SortIoRecord& out, const char* outPath) {
     describeOutput(job, out);
     if (job.sink.kind == SinkKind::Fcbs && !job.element) return fail(job, ZVK_SORTENG_E_NO_PROGRAM), 16;
+    if (job.sink.kind == SinkKind::Fcbs && !out.files) return fail(job, ZVK_SORTENG_E_GIVING_OPEN), 16;
     if (!listInputs(job, in)) return 16;
     if (job.sink.kind == SinkKind::File) {
         // Made, and emptied, before anything is read: the runtime reads it
@@ -250,7 +252,7 @@ int32_t sortmerge(int32_t op, uint64_t formatWord, uint32_t recordLength, uintpt
         if (runningJob == &job) runningJob = nullptr;
         if (ctl.engineFlags & ZVK_SORTENG_TRACE)
             fprintf(stderr, "sortmerge: op %d records %llu runs %u passes %u result %d error %u\n", op,
-                    static_cast<unsigned long long>(job.records), job.runCount, job.passes, result, job.error);
+                    static_cast<unsigned long long>(job.records), job.spilledRuns, job.passes, result, job.error);
     }
     releaseJob(job);
     if (result == 0) job.error = 0;

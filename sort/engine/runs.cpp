@@ -136,6 +136,7 @@ bool writeRun(Job& job, Block& b) {
     if (!spoolFlush(job, sp)) return fail(job, ZVK_SORTENG_E_WORK_FILE);
     job.workEnd[0] = sp.handed;
     b.used = 0, b.n = 0;
+    ++job.spilledRuns;
     return addRun(job, start, job.workEnd[0] - start);
 }
 

@@ -49,6 +49,11 @@ TEST(SortEngine, BadWordsGive16WithTheirOwnNumbers) {
         {"cut variable record", [](Call& c) { c.format = ZVK_SORT_VARIABLE; }, ZVK_SORTENG_E_BAD_RECORD},
         {"files but no program", [](Call& c) { c.out = SortIoRecord{nullptr, 0, 0, nullptr, 1, 0, nullptr}; },
          ZVK_SORTENG_E_NO_PROGRAM},
+        {"no GIVING list", [](Call& c) {
+             static ProgramImage p;
+             c.program = &p.pcb, c.out = SortIoRecord{nullptr, 0, 0, nullptr, 1, 0, nullptr};
+         },
+         ZVK_SORTENG_E_GIVING_OPEN},
         {"missing spill file", [](Call& c) { c.in.path = const_cast<char*>("/nonexistent/sortwki.x"); },
          ZVK_SORTENG_E_INPUT_FILE},
     };
