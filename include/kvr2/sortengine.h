@@ -25,6 +25,12 @@
  * keys keep their input order, and a MERGE takes equal records from the
  * files in the order of the USING list.
  *
+ * Work files: in SortControlRecord.tempDir, named
+ * "vortlite.<pid>.<thread>.<n>" (never the library's "sortwki."/"sortwko."),
+ * removed from the directory as soon as they are made, so that no sort,
+ * ended however, leaves one behind.  Op 11 closes them and frees the
+ * running sort's memory; no thread of the engine outlives a call.
+ *
  * Result: SORT-RETURN, 0 or 16.  With 16 the engine stores one of the
  * ZVK_SORTENG_E_* numbers through SortControlRecord.errnoOut (when it is
  * not null); with 0 it stores 0.
