@@ -9,7 +9,7 @@
 # file modules, kvr2gdg and the demos.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh kvr2demo kvr2batch kvr2indexed kvr2gdg
+scripts/setup.sh kvr2demo kvr2batch kvr2indexed kvr2gdg kvr2sort
 build="${KVR2_BUILD:-build}"
 echo "== demo"
 "$build/bin/kvr2demo"
@@ -24,3 +24,9 @@ ACCTFILE="$build/accounts.dat" REPORTOUT="$build/report(+1)" "$build/bin/kvr2ind
 newest="$(ls "$build"/report.g*v00 | tail -1)"
 echo "== $newest"
 cat "$newest"
+echo "== sort: transactions by account into $build/summary.txt, $build/accounts.dat by branch into $build/bybranch.txt"
+TRANSIN=examples/data/transactions.txt SUMMARYOUT="$build/summary.txt" ACCTFILE="$build/accounts.dat" \
+  BRANCHOUT="$build/bybranch.txt" "$build/bin/kvr2sort"
+cat "$build/summary.txt"
+echo "== $build/bybranch.txt"
+cat "$build/bybranch.txt"

@@ -1,5 +1,7 @@
 # The run-time side of SORT and MERGE against stand-in engines.  Each
-# engine sits in a directory of its own beside a link to the library, so
+# engine sits in a directory of its own beside a copy of the library (a
+# link would resolve to the build's own directory, where the real engine
+# lies), so
 # that the library's own directory, searched first, holds the engine the
 # scenario means (and never the real one); "none" holds no engine.
 set(engines_dir ${KVR2_TEST_BIN_DIR}/sortengines)
@@ -29,7 +31,7 @@ target_link_options(sortengine_reentrant PRIVATE -Wl,-z,nodelete)
 
 set(link_commands "")
 foreach(kind recorder plain twoversions noentry reentrant none)
-  list(APPEND link_commands COMMAND ${CMAKE_COMMAND} -E create_symlink $<TARGET_FILE:kvr2_64r>
+  list(APPEND link_commands COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:kvr2_64r>
        ${engines_dir}/${kind}/libkvr2_64r.so)
 endforeach()
 add_custom_target(sortengine_links ALL ${link_commands} DEPENDS kvr2_64r)
