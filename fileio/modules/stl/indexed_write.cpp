@@ -95,11 +95,11 @@ int putPrimary(Change& ch, MDB_txn* txn, const uint64_t* counters, unsigned flag
 }
 
 int doWrite(Change& ch, MDB_txn* txn) {
+    // No probe for the prime key first: the primary entry's
+    // MDB_NOOVERWRITE answers 22, and the transaction, aborted, takes the
+    // alternate entries back with it.
     Environment* e = openFile(ch.fcb)->env;
-    MDB_val k{fileKey(ch.fib, 0)->length, const_cast<uint8_t*>(ch.prime)}, v;
-    int rc = mdb_get(txn, e->primary, &k, &v);
-    if (rc == 0) return ch.status = 22, kInvalid;
-    if (rc != MDB_NOTFOUND) return rc;
+    int rc;
     uint64_t counters[kMaxKeys] = {};
     uint64_t counter = 0;
     if (alternateCount(ch.fib) && (rc = nextCounter(txn, e, &counter))) return rc;
