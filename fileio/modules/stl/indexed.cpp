@@ -222,7 +222,7 @@ int32_t openIndexed(FCB* fcb, IPCB*, const FIB* fib) {
     unlockEnvironments();
     MDB_txn* txn = nullptr;
     file->keyCapacity = (longest + 8 + 7) & ~7u;
-    fcb->moduleBuffer2 = malloc(size_t{file->keyCapacity} * kKeyBuffers);
+    fcb->moduleBuffer2 = malloc(size_t{file->keyCapacity} * kKeyBuffers + kReadAhead);
     if (rc || !fcb->moduleBuffer2 || mdb_txn_begin(e->env, nullptr, MDB_RDONLY, &txn) != 0) {
         releaseEnvironment(e);
         const uint32_t fs2 = rc ? layoutFs2(rc) : kFs2NoMemory;

@@ -170,7 +170,11 @@ int doDelete(Change& ch, MDB_txn* txn) {
 // Runs work in a write transaction until it commits, fails, or the map
 // cannot grow.
 int32_t transact(Change& ch, IPCB* element, uint8_t verb, int (*work)(Change&, MDB_txn*)) {
-    Environment* e = openFile(ch.fcb)->env;
+    OpenFile* file = openFile(ch.fcb);
+    Environment* e = file->env;
+    // The FCB's own change: READ NEXT reads ahead again only after READs
+    // in a row.
+    file->aheadUsed = file->aheadNext = file->nextRun = 0;
     int rc;
     for (int attempt = 0;; ++attempt) {
         MDB_txn* txn;

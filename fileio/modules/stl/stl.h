@@ -133,8 +133,8 @@ struct Environment;  // env.cpp
 
 // The open file, at FCB.moduleBuffer: malloc'd (the library frees it at
 // CLOSE), so a plain struct.  FCB.moduleBuffer2 holds the indexed file's
-// key buffers (3 * keyCapacity bytes: the current position, a search key,
-// a scratch key) or the sequential file's stdio buffer.
+// key buffers (indexed.h) and its read-ahead area, the relative file's
+// slot, or the sequential file's stdio buffer.
 struct OpenFile {
     uint16_t mode;           // ZVK_OPEN_* in force
     uint8_t organization;    // ZVK_ORG_*
@@ -159,6 +159,13 @@ struct OpenFile {
     uint32_t positionLength; // bytes of the current position key
     uint32_t lastWriteLength;// sequential WRITE: the last prime key written (in scratch)
     uint64_t lockOffset;     // the record lock held, if hasKeptLock
+    // READ NEXT by the prime key: the records after the position, copied
+    // from the snapshot of transaction aheadTxn into the read-ahead area
+    // (indexed_read.cpp); served while nothing has committed since.
+    uint64_t aheadTxn;
+    uint32_t aheadUsed;      // bytes of entries in the area
+    uint32_t aheadNext;      // offset of the next entry to serve
+    uint32_t nextRun;        // READ NEXTs by the prime key in a row
 };
 
 inline OpenFile* openFile(FCB* fcb) { return static_cast<OpenFile*>(fcb->moduleBuffer); }

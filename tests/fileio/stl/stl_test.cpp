@@ -183,6 +183,22 @@ TEST(Indexed, OutputOverAStoreStartsFromAnEmptyFile) {
     EXPECT_EQ(lines(r.out).at(3).substr(0, 24), "read fs=00 rec=[00000005") << r.out;
 }
 
+// READ NEXT reads ahead from the second READ on: a change committed
+// through the program's other file in between is seen at once.
+TEST(Indexed, ReadNextSeesChangesMadeBetweenItsReads) {
+    Dir d;
+    Result r = d.run({"two", "org=idx", "key=0:8", "record=12", "access=dyn", "open:output", "fill:40", "close",
+                      "2:open:input", "open:io", "2:read", "2:read", "2:read", "set:00000003", "delete",
+                      "set:00000004", "rewrite:00000004new", "2:read", "2:read", "2:count", "close", "2:close"});
+    const std::vector<std::string> out = lines(r.out);
+    ASSERT_GE(out.size(), 13u) << r.out;
+    EXPECT_EQ(out[6], "read fs=00 rec=[00000001bbbb]") << r.out;
+    EXPECT_EQ(out[7], "read fs=00 rec=[00000002cccc]") << r.out;
+    EXPECT_EQ(out[10], "read fs=00 rec=[00000004new ]") << r.out;
+    EXPECT_EQ(out[11], "read fs=00 rec=[00000005ffff]") << r.out;
+    EXPECT_EQ(out[12], "count fs=10 records=34") << r.out;
+}
+
 TEST(Variable, RecordsKeepTheirLengthsInEveryOrganization) {
     Dir d;
     for (const std::vector<std::string>& org : {std::vector<std::string>{"org=seq"}, {"org=rel"},
