@@ -27,6 +27,12 @@
 //     byte-wise.  A record and its alternate entries change in one
 //     committed transaction: with MDB_WRITEMAP a WRITE, REWRITE or DELETE
 //     that returned below 10 survives the death of the process.
+//     OPEN OUTPUT truncates a store that no environment has open (none
+//     of this process's, and LMDB's shared lock on byte 0 of the lock file
+//     free); otherwise it empties it in one transaction.  READ NEXT by
+//     the prime key reads ahead from its snapshot and serves those records
+//     while the store's last committed transaction is unchanged; no
+//     snapshot outlives a verb.
 //     Sequential files are buffered and written at CLOSE (the library
 //     closes every open file at the run unit's end); relative files are
 //     written at each verb.
@@ -56,6 +62,8 @@
 //   FIB.lockMode & 7: 0 not given (no record locks but those asked for),
 //     1 MANUAL (READ WITH LOCK locks), 2 AUTOMATIC (every READ of a file
 //     opened I-O locks, but WITH NO LOCK), 3 EXCLUSIVE (the file alone).
+//     A file opened INPUT takes no record locks, WITH LOCK or not, and
+//     reads records others hold: only an I-O opener can change a record.
 //   ZVK_FIB_LOCK_COUNT: locks on many records, kept until UNLOCK or CLOSE;
 //     otherwise the one record locked is freed by the next verb.
 //   READ of a record another holds locked, and WRITE, REWRITE or DELETE
