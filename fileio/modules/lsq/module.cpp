@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "lsq.h"
@@ -90,10 +91,17 @@ int32_t openFileSlot(FCB* fcb, IPCB* element) {
         if (fs2 == kFs2NoFile) return answer(fcb, (mode & ZVK_OPEN_OUTPUT) || status == 5 ? 30 : 35, fs2);
         return answer(fcb, fs2 == kFs2Denied ? 37 : 30, fs2);
     }
-    // READ's block buffer, at FCB.moduleBuffer2: the library frees it.
-    void* block = mode & ZVK_OPEN_INPUT ? malloc(kReadBlock) : nullptr;
+    // READ's block buffer or WRITE's stream buffer, at FCB.moduleBuffer2:
+    // the library frees it after CLOSE has closed the stream.  Output to a
+    // device or a pipe keeps stdio's own buffer, so that a reader at the
+    // other end gets lines as they come in blocks of the device's size.
+    const bool input = mode & ZVK_OPEN_INPUT;
+    struct stat st;
+    const bool bigWrites = !input && fstat(fileno(stream), &st) == 0 && S_ISREG(st.st_mode);
+    void* block = input ? malloc(kReadBlock) : bigWrites ? malloc(kWriteBlock) : nullptr;
     auto* file = static_cast<OpenFile*>(malloc(sizeof(OpenFile)));
-    if (!file || (mode & ZVK_OPEN_INPUT && !block)) {
+    if (!file || ((input || bigWrites) && !block) ||
+        (bigWrites && setvbuf(stream, static_cast<char*>(block), _IOFBF, kWriteBlock) != 0)) {
         free(block);
         free(file);
         fclose(stream);

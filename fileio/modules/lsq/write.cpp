@@ -60,7 +60,7 @@ int32_t writeLine(FCB* fcb, IPCB* element, uint32_t how, uint32_t length) {
     if (linage && file->needsTop) ok = repeat(stream, '\n', fcb->linageTop);
     file->needsTop = false;
     if (after) ok = ok && (linage ? advancePage(fcb, stream, how) : advance(stream, how));
-    ok = ok && fwrite(record, 1, size, stream) == size;
+    ok = ok && fwrite_unlocked(record, 1, size, stream) == size;
     if (linage) {
         ok = ok && putc_unlocked('\n', stream) != EOF;
         if (!after) ok = ok && advancePage(fcb, stream, before ? how : ZVK_WRITE_LINES(1));

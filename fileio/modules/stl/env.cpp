@@ -4,8 +4,10 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <pthread.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace stl {
 
@@ -14,7 +16,7 @@ namespace {
 pthread_mutex_t tableLock = PTHREAD_MUTEX_INITIALIZER;
 Environment* table = nullptr;
 // The first map of a new file: small, as WRITEMAP gives the file the map's
-// size; doubled whenever it fills.
+// size; four times larger whenever it fills.
 constexpr size_t kFirstMap = size_t{1} << 20;
 
 bool synchronous() {
@@ -79,6 +81,37 @@ Environment* acquireEnvironment(const char* path, bool readOnly, int* error) {
     return e;
 }
 
+bool truncateIfAlone(const char* path, const char* lockPath) {
+    lockEnvironments();
+    bool done = false;
+    const int fd = open(path, O_RDWR | O_CLOEXEC);
+    struct stat st;
+    bool alone = fd >= 0 && fstat(fd, &st) == 0 && S_ISREG(st.st_mode);
+    for (Environment* e = table; alone && e; e = e->next)
+        if (e->device == st.st_dev && e->inode == st.st_ino) alone = false;
+    if (alone) {
+        // LMDB's own lock, taken the way it takes it (a process-associated
+        // lock): closing this descriptor drops no lock of this process's,
+        // as none of its environments is on the file.  An opener elsewhere
+        // waits for it, then finds an empty file.
+        const int lockFd = open(lockPath, O_RDWR | O_CLOEXEC);
+        if (lockFd >= 0) {
+            struct flock lock = {};
+            lock.l_type = F_WRLCK;
+            lock.l_whence = SEEK_SET;
+            lock.l_len = 1;
+            done = fcntl(lockFd, F_SETLK, &lock) == 0 && ftruncate(fd, 0) == 0;
+            close(lockFd);
+        } else {
+            // No lock file: no environment has the file open.
+            done = errno == ENOENT && ftruncate(fd, 0) == 0;
+        }
+    }
+    if (fd >= 0) close(fd);
+    unlockEnvironments();
+    return done;
+}
+
 void releaseEnvironment(Environment* env) {
     lockEnvironments();
     if (--env->references == 0) {
@@ -106,7 +139,9 @@ int beginWrite(Environment* env, MDB_txn** txn) {
 bool growMap(Environment* env) {
     MDB_envinfo info;
     if (mdb_env_info(env->env, &info) != 0) return false;
-    return mdb_env_set_mapsize(env->env, info.me_mapsize * 2) == 0;
+    // Four times: every new map faults in again the pages the last one had
+    // touched, and the file (sparse) is only as large as the map.
+    return mdb_env_set_mapsize(env->env, info.me_mapsize * 4) == 0;
 }
 
 }  // namespace stl

@@ -26,11 +26,17 @@ struct Environment {
 // The environment of path, opened or shared; null with *error (an errno,
 // or an MDB_* code) when it cannot be.  The file must exist.
 Environment* acquireEnvironment(const char* path, bool readOnly, int* error);
+// OPEN OUTPUT over an existing file: true when it was emptied by
+// truncation, which only a file no environment has open allows (here: no
+// entry in the table; elsewhere: LMDB's shared lock on byte 0 of the lock
+// file, held by every process with the file open).  False: the caller
+// empties it through the store instead.
+bool truncateIfAlone(const char* path, const char* lockPath);
 // One user less; the last one closes the environment.
 void releaseEnvironment(Environment* env);
 // A write transaction, following a map another process has grown.
 int beginWrite(Environment* env, MDB_txn** txn);
-// After MDB_MAP_FULL (the transaction aborted): a map twice as large.
+// After MDB_MAP_FULL (the transaction aborted): a map four times as large.
 bool growMap(Environment* env);
 // The process-wide lock over the table and the handles of each entry.
 void lockEnvironments();

@@ -182,6 +182,13 @@ int32_t openIndexed(FCB* fcb, IPCB*, const FIB* fib) {
         status = 5;
     }
     if (exists && S_ISDIR(st.st_mode)) return answer(fcb, 37, kFs2Denied);
+    // A file that is no store must not be left with a lock file beside it.
+    char lockName[4096];
+    const bool lockNamed = snprintf(lockName, sizeof lockName, "%s-lock", name) < static_cast<int>(sizeof lockName);
+    // OUTPUT over a file no one has open starts from an empty file: emptied
+    // through the store, it would keep its size and every page on the free
+    // list, and later WRITEs would pay for that list.
+    if (exists && create && lockNamed) truncateIfAlone(name, lockName);
     if (create) {
         const int fd = open(name, O_CREAT | O_RDWR | O_CLOEXEC, 0666);
         if (fd < 0) {
@@ -190,9 +197,6 @@ int32_t openIndexed(FCB* fcb, IPCB*, const FIB* fib) {
         }
         close(fd);
     }
-    // A file that is no store must not be left with a lock file beside it.
-    char lockName[4096];
-    const bool lockNamed = snprintf(lockName, sizeof lockName, "%s-lock", name) < static_cast<int>(sizeof lockName);
     const bool hadLock = !lockNamed || access(lockName, F_OK) == 0;
     int error = 0;
     Environment* e = acquireEnvironment(name, false, &error);
@@ -218,7 +222,7 @@ int32_t openIndexed(FCB* fcb, IPCB*, const FIB* fib) {
     unlockEnvironments();
     MDB_txn* txn = nullptr;
     file->keyCapacity = (longest + 8 + 7) & ~7u;
-    fcb->moduleBuffer2 = malloc(size_t{file->keyCapacity} * kKeyBuffers);
+    fcb->moduleBuffer2 = malloc(size_t{file->keyCapacity} * kKeyBuffers + kReadAhead);
     if (rc || !fcb->moduleBuffer2 || mdb_txn_begin(e->env, nullptr, MDB_RDONLY, &txn) != 0) {
         releaseEnvironment(e);
         const uint32_t fs2 = rc ? layoutFs2(rc) : kFs2NoMemory;

@@ -19,6 +19,10 @@ enum KeyBuffer { kPosition = 0, kSearch = 1, kLastWritten = 2, kCurrentPrime = 3
 inline uint8_t* keyBuffer(FCB* fcb, KeyBuffer which) {
     return static_cast<uint8_t*>(fcb->moduleBuffer2) + size_t{openFile(fcb)->keyCapacity} * which;
 }
+// The read-ahead area, after the key buffers: entries of a 4-byte key
+// length, a 4-byte value length, the key and the value, 8-byte aligned.
+constexpr uint32_t kReadAhead = 32 << 10;
+inline uint8_t* readAhead(FCB* fcb) { return keyBuffer(fcb, kKeyBuffers); }
 
 inline void putCounter(uint8_t* at, uint64_t v) {
     for (int i = 7; i >= 0; --i, v >>= 8) at[i] = static_cast<uint8_t>(v);

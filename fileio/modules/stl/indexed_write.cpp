@@ -95,11 +95,11 @@ int putPrimary(Change& ch, MDB_txn* txn, const uint64_t* counters, unsigned flag
 }
 
 int doWrite(Change& ch, MDB_txn* txn) {
+    // No probe for the prime key first: the primary entry's
+    // MDB_NOOVERWRITE answers 22, and the transaction, aborted, takes the
+    // alternate entries back with it.
     Environment* e = openFile(ch.fcb)->env;
-    MDB_val k{fileKey(ch.fib, 0)->length, const_cast<uint8_t*>(ch.prime)}, v;
-    int rc = mdb_get(txn, e->primary, &k, &v);
-    if (rc == 0) return ch.status = 22, kInvalid;
-    if (rc != MDB_NOTFOUND) return rc;
+    int rc;
     uint64_t counters[kMaxKeys] = {};
     uint64_t counter = 0;
     if (alternateCount(ch.fib) && (rc = nextCounter(txn, e, &counter))) return rc;
@@ -170,7 +170,11 @@ int doDelete(Change& ch, MDB_txn* txn) {
 // Runs work in a write transaction until it commits, fails, or the map
 // cannot grow.
 int32_t transact(Change& ch, IPCB* element, uint8_t verb, int (*work)(Change&, MDB_txn*)) {
-    Environment* e = openFile(ch.fcb)->env;
+    OpenFile* file = openFile(ch.fcb);
+    Environment* e = file->env;
+    // The FCB's own change: READ NEXT reads ahead again only after READs
+    // in a row.
+    file->aheadUsed = file->aheadNext = file->nextRun = 0;
     int rc;
     for (int attempt = 0;; ++attempt) {
         MDB_txn* txn;

@@ -27,6 +27,12 @@
 //     byte-wise.  A record and its alternate entries change in one
 //     committed transaction: with MDB_WRITEMAP a WRITE, REWRITE or DELETE
 //     that returned below 10 survives the death of the process.
+//     OPEN OUTPUT truncates a store that no environment has open (none
+//     of this process's, and LMDB's shared lock on byte 0 of the lock file
+//     free); otherwise it empties it in one transaction.  READ NEXT by
+//     the prime key reads ahead from its snapshot and serves those records
+//     while the store's last committed transaction is unchanged; no
+//     snapshot outlives a verb.
 //     Sequential files are buffered and written at CLOSE (the library
 //     closes every open file at the run unit's end); relative files are
 //     written at each verb.
@@ -56,6 +62,8 @@
 //   FIB.lockMode & 7: 0 not given (no record locks but those asked for),
 //     1 MANUAL (READ WITH LOCK locks), 2 AUTOMATIC (every READ of a file
 //     opened I-O locks, but WITH NO LOCK), 3 EXCLUSIVE (the file alone).
+//     A file opened INPUT takes no record locks, WITH LOCK or not, and
+//     reads records others hold: only an I-O opener can change a record.
 //   ZVK_FIB_LOCK_COUNT: locks on many records, kept until UNLOCK or CLOSE;
 //     otherwise the one record locked is freed by the next verb.
 //   READ of a record another holds locked, and WRITE, REWRITE or DELETE
@@ -133,8 +141,8 @@ struct Environment;  // env.cpp
 
 // The open file, at FCB.moduleBuffer: malloc'd (the library frees it at
 // CLOSE), so a plain struct.  FCB.moduleBuffer2 holds the indexed file's
-// key buffers (3 * keyCapacity bytes: the current position, a search key,
-// a scratch key) or the sequential file's stdio buffer.
+// key buffers (indexed.h) and its read-ahead area, the relative file's
+// slot, or the sequential file's stdio buffer.
 struct OpenFile {
     uint16_t mode;           // ZVK_OPEN_* in force
     uint8_t organization;    // ZVK_ORG_*
@@ -159,6 +167,13 @@ struct OpenFile {
     uint32_t positionLength; // bytes of the current position key
     uint32_t lastWriteLength;// sequential WRITE: the last prime key written (in scratch)
     uint64_t lockOffset;     // the record lock held, if hasKeptLock
+    // READ NEXT by the prime key: the records after the position, copied
+    // from the snapshot of transaction aheadTxn into the read-ahead area
+    // (indexed_read.cpp); served while nothing has committed since.
+    uint64_t aheadTxn;
+    uint32_t aheadUsed;      // bytes of entries in the area
+    uint32_t aheadNext;      // offset of the next entry to serve
+    uint32_t nextRun;        // READ NEXTs by the prime key in a row
 };
 
 inline OpenFile* openFile(FCB* fcb) { return static_cast<OpenFile*>(fcb->moduleBuffer); }

@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <string>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -149,6 +150,53 @@ TEST(Indexed, TheMapGrowsAndSynchronousCommitsWork) {
                "rewrite:00000007x", "delete", "close", "open:input", "count"}, "f.dat", o);
     EXPECT_EQ(lines(r.out).at(3), "delete fs=00") << r.out;
     EXPECT_TRUE(hasLine(r.out, "count fs=10 records=5999")) << r.out;
+}
+
+// OUTPUT over a store no one has open truncates it (the same file, back
+// to its first map); while this program's other file or another process
+// has it open it is emptied through the store, and they read on.
+TEST(Indexed, OutputOverAStoreStartsFromAnEmptyFile) {
+    Dir d;
+    const std::vector<std::string> big = {"org=idx", "key=0:8", "record=1000"};
+    ASSERT_TRUE(hasLine(d.run(with(big, {"open:output", "fill:3000", "close"})).out, "fill fs=00 failures=0"));
+    const std::string name = d.path + "/f.dat";
+    struct stat before, after;
+    ASSERT_EQ(stat(name.c_str(), &before), 0);
+    ASSERT_GT(before.st_size, 2 << 20);
+    Result r = d.run(with(big, {"open:output", "write:00000001", "close", "open:input", "count", "close"}));
+    EXPECT_TRUE(hasLine(r.out, "count fs=10 records=1")) << r.out;
+    ASSERT_EQ(stat(name.c_str(), &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_LE(after.st_size, 1 << 20);
+    r = d.run(with(big, {"two", "open:output", "fill:3", "close", "2:open:input", "2:read", "open:output",
+                         "write:00000009", "close", "2:start:ge:0", "2:read", "2:close"}));
+    EXPECT_EQ(r.signal, 0) << r.err;
+    EXPECT_EQ(lines(r.out).at(9).substr(0, 24), "read fs=00 rec=[00000009") << r.out;
+    const std::string a = d.path + "/A", b = d.path + "/B";
+    std::thread t([&] {
+        r = d.run(with(big, {"open:input", "read", "touch:" + a, "wait:" + b, "set:0", "start:ge:0", "read", "close"}));
+    });
+    Result second = d.run(with(big, {"wait:" + a, "open:output", "write:00000005", "close", "touch:" + b}));
+    t.join();
+    EXPECT_EQ(statusOf(second, 0), "00") << second.out;
+    EXPECT_EQ(r.signal, 0) << r.err;
+    EXPECT_EQ(lines(r.out).at(3).substr(0, 24), "read fs=00 rec=[00000005") << r.out;
+}
+
+// READ NEXT reads ahead from the second READ on: a change committed
+// through the program's other file in between is seen at once.
+TEST(Indexed, ReadNextSeesChangesMadeBetweenItsReads) {
+    Dir d;
+    Result r = d.run({"two", "org=idx", "key=0:8", "record=12", "access=dyn", "open:output", "fill:40", "close",
+                      "2:open:input", "open:io", "2:read", "2:read", "2:read", "set:00000003", "delete",
+                      "set:00000004", "rewrite:00000004new", "2:read", "2:read", "2:count", "close", "2:close"});
+    const std::vector<std::string> out = lines(r.out);
+    ASSERT_GE(out.size(), 13u) << r.out;
+    EXPECT_EQ(out[6], "read fs=00 rec=[00000001bbbb]") << r.out;
+    EXPECT_EQ(out[7], "read fs=00 rec=[00000002cccc]") << r.out;
+    EXPECT_EQ(out[10], "read fs=00 rec=[00000004new ]") << r.out;
+    EXPECT_EQ(out[11], "read fs=00 rec=[00000005ffff]") << r.out;
+    EXPECT_EQ(out[12], "count fs=10 records=34") << r.out;
 }
 
 TEST(Variable, RecordsKeepTheirLengthsInEveryOrganization) {
