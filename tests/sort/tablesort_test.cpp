@@ -11,10 +11,11 @@
 #include <vector>
 
 #include "kvr2/kvr2.h"
+#include "model_cases.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using modelcases::Bytes;
 
 TableSortKey key(uint32_t offset, uint32_t length, uint32_t type, uint8_t sign = 0, bool asc = true) {
     TableSortKey k{};
@@ -41,58 +42,9 @@ Bytes sorted(const Bytes& table, uint32_t elementLength, std::vector<TableSortKe
     return t;
 }
 
-Bytes fromHex(const std::string& h) {
-    Bytes b(h.size() / 2);
-    for (size_t i = 0; i < b.size(); ++i) b[i] = uint8_t(std::stoul(h.substr(2 * i, 2), nullptr, 16));
-    return b;
-}
-
-struct ModelCase {
-    uint32_t elementLength = 0;
-    std::vector<TableSortKey> keys;
-    Bytes collating, in, out;
-    std::string text;
-};
-
-std::vector<ModelCase> modelCases(int seed, int cases) {
-    const std::string cmd = std::string("python3 ") + KVR2_SORT_TESTS + "/model.py " + std::to_string(seed) + " " +
-                            std::to_string(cases);
-    std::vector<ModelCase> all;
-    FILE* p = popen(cmd.c_str(), "r");
-    if (!p) return all;
-    std::string line;
-    for (int c; (c = fgetc(p)) != EOF;) {
-        if (c != '\n') {
-            line += char(c);
-            continue;
-        }
-        if (line.rfind("case ", 0) == 0) {
-            ModelCase m;
-            m.text = line;
-            unsigned el, count, coll, n;
-            int used = 0;
-            sscanf(line.c_str(), "case %u %u %u %u%n", &el, &count, &coll, &n, &used);
-            m.elementLength = el;
-            const char* rest = line.c_str() + used;
-            for (unsigned i = 0; i < n; ++i) {
-                unsigned o, l, t, s, a;
-                int u = 0;
-                sscanf(rest, " %u %u %u %u %u%n", &o, &l, &t, &s, &a, &u);
-                rest += u;
-                m.keys.push_back(key(o, l, t, uint8_t(s), a != 0));
-            }
-            all.push_back(m);
-        } else if (line.rfind("coll ", 0) == 0) {
-            all.back().collating = fromHex(line.substr(5));
-        } else if (line.rfind("in ", 0) == 0) {
-            all.back().in = fromHex(line.substr(3));
-        } else if (line.rfind("out ", 0) == 0) {
-            all.back().out = fromHex(line.substr(4));
-        }
-        line.clear();
-    }
-    EXPECT_EQ(pclose(p), 0);
-    return all;
+// The table sort's model: A is the element length.
+std::vector<modelcases::Case> modelCases(int seed, int cases) {
+    return modelcases::read(std::string(KVR2_SORT_TESTS) + "/model.py", seed, cases);
 }
 
 TEST(TableSort, AgreesWithTheValueModelOnRandomTablesOfEveryKeyType) {
@@ -100,9 +52,9 @@ TEST(TableSort, AgreesWithTheValueModelOnRandomTablesOfEveryKeyType) {
     ASSERT_EQ(cases.size(), 400u);
     int copyMode = 0, permutationMode = 0;
     for (const auto& m : cases) {
-        const size_t count = m.in.size() / m.elementLength;
-        (m.elementLength <= 100 && count <= 200 ? copyMode : permutationMode)++;
-        const Bytes got = sorted(m.in, m.elementLength, m.keys, m.collating.empty() ? nullptr : m.collating.data());
+        const size_t count = m.in.size() / m.a;
+        (m.a <= 100 && count <= 200 ? copyMode : permutationMode)++;
+        const Bytes got = sorted(m.in, m.a, m.keys, m.coll());
         ASSERT_EQ(got, m.out) << m.text;
     }
     EXPECT_GT(copyMode, 100);
@@ -113,17 +65,17 @@ TEST(TableSort, AgreesWithTheValueModelOnRandomTablesOfEveryKeyType) {
 // permutation mode; the order must not change.
 TEST(TableSort, CopyAndPermutationModesGiveTheSameOrder) {
     for (const auto& m : modelCases(7, 150)) {
-        const size_t count = m.in.size() / m.elementLength;
-        if (m.elementLength > 100 || count > 200) continue;
+        const size_t count = m.in.size() / m.a;
+        if (m.a > 100 || count > 200) continue;
         const uint32_t wide = 101;
         Bytes widened(count * wide, 0xA5);
         for (size_t i = 0; i < count; ++i)
-            memcpy(&widened[i * wide], &m.in[i * m.elementLength], m.elementLength);
-        const uint8_t* coll = m.collating.empty() ? nullptr : m.collating.data();
-        const Bytes narrow = sorted(m.in, m.elementLength, m.keys, coll);
+            memcpy(&widened[i * wide], &m.in[i * m.a], m.a);
+        const uint8_t* coll = m.coll();
+        const Bytes narrow = sorted(m.in, m.a, m.keys, coll);
         const Bytes wideSorted = sorted(widened, wide, m.keys, coll);
         for (size_t i = 0; i < count; ++i)
-            ASSERT_EQ(0, memcmp(&wideSorted[i * wide], &narrow[i * m.elementLength], m.elementLength)) << m.text;
+            ASSERT_EQ(0, memcmp(&wideSorted[i * wide], &narrow[i * m.a], m.a)) << m.text;
     }
 }
 
