@@ -1,10 +1,10 @@
 // The table sort called as compiled code calls it: byte images of tables
 // and key records, keys passed as varargs.  Random tables are checked
 // against an independent value model (model.py); the cases below pin the
-// orderings and decisions a value model does not show.
+// decisions a value model does not show.  The model's cases reach every
+// key type and sign form both ways, ties past 256 rows and both modes.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -90,130 +90,6 @@ Bytes rows(uint32_t el, const std::vector<Bytes>& keys) {
     }
     return t;
 }
-std::vector<int> tags(const Bytes& t, uint32_t el) {
-    std::vector<int> r;
-    for (size_t i = 0; i < t.size(); i += el) r.push_back(t[i] | t[i + 1] << 8);
-    return r;
-}
-
-TEST(TableSort, UnsignedPackedSortsAmongNegativesAndSignedZeroWithPositiveZero) {
-    // 5F, 3F (unsigned), 0D (-0), 2C, 0C, 7D
-    const Bytes t = rows(4, {{0x5F}, {0x3F}, {0x0D}, {0x2C}, {0x0C}, {0x7D}});
-    // Negative by magnitude descending: 7D, 5F, 3F; then -0 and +0 as
-    // equals in table order, then 2C.
-    EXPECT_EQ(tags(sorted(t, 4, {key(2, 1, ZVK_TSORT_PACKED)}), 4), (std::vector<int>{5, 0, 1, 2, 4, 3}));
-}
-
-TEST(TableSort, ZonedOverpunchIsPositiveOnlyInZoneThree) {
-    // 12 (zone 3), 12 with zone 7 (ASCII negative), 12 with zone C (EBCDIC
-    // positive, negative here), 05 with a minus separate sign.
-    const Bytes t = rows(5, {{'1', 0x32}, {'1', 0x72}, {'1', 0xC2}, {'0', 0x35}});
-    EXPECT_EQ(tags(sorted(t, 5, {key(2, 2, ZVK_TSORT_ZONED, ZVK_TSORT_TRAILING_OVERPUNCH)}), 5),
-              (std::vector<int>{1, 2, 3, 0}));
-    const Bytes s = rows(5, {{'+', '1', '2'}, {'-', '0', '5'}, {'-', '0', '0'}, {'+', '0', '3'}});
-    EXPECT_EQ(tags(sorted(s, 5, {key(2, 3, ZVK_TSORT_ZONED, ZVK_TSORT_LEADING_SEPARATE, false)}), 5),
-              (std::vector<int>{0, 3, 2, 1}));
-}
-
-Bytes floats4(const std::vector<float>& v) {
-    std::vector<Bytes> k;
-    for (float f : v) {
-        Bytes b(4);
-        memcpy(b.data(), &f, 4);
-        k.push_back(b);
-    }
-    return rows(6, k);
-}
-
-// A 4-byte float held in the high half of the 8-byte image keeps its sign
-// bit where the order looks for it.
-TEST(TableSort, NegativeFloatsOfBothWidthsOrderAndSignedZerosTie) {
-    const Bytes t = floats4({1.5f, -2.0f, -0.0f, -0.5f, 0.0f, 3e20f, -3e20f});
-    EXPECT_EQ(tags(sorted(t, 6, {key(2, 4, ZVK_TSORT_FLOAT)}), 6), (std::vector<int>{6, 1, 3, 2, 4, 0, 5}));
-    EXPECT_EQ(tags(sorted(t, 6, {key(2, 4, ZVK_TSORT_FLOAT, 0, false)}), 6), (std::vector<int>{5, 0, 2, 4, 3, 1, 6}));
-    std::vector<Bytes> d;
-    for (double x : {-1.0, 2.0, -double(INFINITY), 0.25}) {
-        Bytes b(8);
-        memcpy(b.data(), &x, 8);
-        d.push_back(b);
-    }
-    EXPECT_EQ(tags(sorted(rows(10, d), 10, {key(2, 8, ZVK_TSORT_FLOAT)}), 10), (std::vector<int>{2, 0, 3, 1}));
-}
-
-TEST(TableSort, BinaryExtremesOrderSignedAndUnsigned) {
-    std::vector<Bytes> k;
-    for (uint64_t v : {uint64_t(INT64_MIN), uint64_t(INT64_MAX), uint64_t(0), ~uint64_t(0)}) {
-        Bytes b(8);
-        memcpy(b.data(), &v, 8);
-        k.push_back(b);
-    }
-    const Bytes t = rows(10, k);
-    EXPECT_EQ(tags(sorted(t, 10, {key(2, 8, ZVK_TSORT_BINARY, ZVK_TSORT_SIGNED_BINARY)}), 10),
-              (std::vector<int>{0, 3, 2, 1}));
-    EXPECT_EQ(tags(sorted(t, 10, {key(2, 8, ZVK_TSORT_BINARY)}), 10), (std::vector<int>{2, 1, 0, 3}));
-    EXPECT_EQ(tags(sorted(t, 10, {key(2, 8, ZVK_TSORT_BINARY, ZVK_TSORT_SIGNED_BINARY, false)}), 10),
-              (std::vector<int>{1, 2, 3, 0}));
-}
-
-TEST(TableSort, NationalUnitsCompareInStoredByteOrder) {
-    // U+0100 stored 00 01 comes before U+0041 stored 41 00.
-    const Bytes t = rows(4, {{0x41, 0x00}, {0x00, 0x01}});
-    EXPECT_EQ(tags(sorted(t, 4, {key(2, 2, ZVK_TSORT_NATIONAL)}), 4), (std::vector<int>{1, 0}));
-}
-
-// Equal keys are ordered by the little-endian bytes of the position: row
-// 256 (low byte 0) comes before row 1, with keys or none.
-TEST(TableSort, EqualKeysPast256RowsOrderByTheLowByteOfThePosition) {
-    std::vector<Bytes> k(300, Bytes{'A'});
-    const Bytes t = rows(3, k);
-    for (const auto& keys : {std::vector<TableSortKey>{key(2, 1, ZVK_TSORT_ALPHANUMERIC)}, std::vector<TableSortKey>{}}) {
-        const auto order = tags(sorted(t, 3, keys), 3);
-        EXPECT_EQ(order[0], 0);
-        EXPECT_EQ(order[1], 256);
-        EXPECT_EQ(order[2], 1);
-        EXPECT_EQ(order[3], 257);
-    }
-}
-
-// The permutation mode with an element already in place at position 0
-// and the rest in one long cycle: each element is moved once.
-TEST(TableSort, PermutationModeAppliesCyclesAroundElementsInPlace) {
-    std::vector<Bytes> k;
-    k.push_back(Bytes{0});
-    for (int i = 1; i < 250; ++i) k.push_back(Bytes{uint8_t(i == 249 ? 1 : i + 1)});
-    const Bytes t = rows(120, k);
-    std::vector<int> want{0, 249};
-    for (int i = 1; i < 249; ++i) want.push_back(i);
-    const Bytes got = sorted(t, 120, {key(2, 1, ZVK_TSORT_BINARY)});
-    EXPECT_EQ(tags(got, 120), want);
-}
-
-// Rows of the permutation mode hold a header as copy-mode rows do, so its
-// arena must have room for it; packed keys of odd lengths use all the
-// padding.  Rows in an arena 8 bytes a row short run over the bitmap and
-// the index behind them, and the order comes out wrong.
-TEST(TableSort, PermutationModeArenaHoldsItsRows) {
-    for (uint32_t n : {1u, 2u, 3u, 6u}) {
-        std::vector<Bytes> k;
-        for (int i = 0; i < 400; ++i) {
-            Bytes b(n, 0x99);
-            b[n - 1] = uint8_t((i % 10) << 4 | 0x0C);
-            k.push_back(b);
-        }
-        const auto order = tags(sorted(rows(8, k), 8, {key(2, n, ZVK_TSORT_PACKED)}), 8);
-        EXPECT_EQ(order[0] % 10, 0);
-        EXPECT_EQ(order.back() % 10, 9);
-    }
-}
-
-TEST(TableSort, DescendingOnTwoKeysInvertsEachIndependently) {
-    const Bytes t = rows(4, {{'A', 1}, {'B', 2}, {'A', 2}, {'B', 1}});
-    EXPECT_EQ(tags(sorted(t, 4, {key(2, 1, ZVK_TSORT_ALPHANUMERIC, 0, false), key(3, 1, ZVK_TSORT_BINARY)}), 4),
-              (std::vector<int>{3, 1, 0, 2}));
-    EXPECT_EQ(tags(sorted(t, 4, {key(2, 1, ZVK_TSORT_ALPHANUMERIC), key(3, 1, ZVK_TSORT_BINARY, 0, false)}), 4),
-              (std::vector<int>{2, 0, 1, 3}));
-}
-
 // An unknown type, or a key reaching past the element, leaves the table
 // as it was and writes no message (the table sort has none for it).
 TEST(TableSort, UnusableKeysLeaveTheTableUntouched) {
