@@ -15,8 +15,7 @@
 #include <cstring>
 #include <string>
 
-#include "cobol.h"
-#include "kvr2/filemodule.h"
+#include "file_image.h"
 
 namespace {
 
@@ -50,9 +49,7 @@ void* secondFcbs[1] = {nullptr};
 void callSecond(bool differ) {
     secondFib = fib;
     if (differ) secondFib.maxLength = 90, secondFib.organization = ZVK_ORG_RELATIVE;
-    cobol::put<void*>(secondProgram.pcb, cobol::pcbo::fib, secondFibs);
-    cobol::put<void*>(secondProgram.ipcb, cobol::ipcbo::fcbs, secondFcbs);
-    cobol::put<int32_t>(secondProgram.ipcb, cobol::ipcbo::fileCount, 1);
+    cobol::attachFiles(secondProgram, secondFibs, secondFcbs, 1);
     cobol::call(secondProgram, [] {});
     printf("second shares=%d\n", secondFcbs[0] == file ? 1 : 0);
     fflush(stdout);
@@ -102,20 +99,9 @@ void run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    memcpy(fcb.eye, "FCB", 3);
-    fcb.index = 1;
-    fcb.maxLength = 80;
-    fib.index = 1;
-    memcpy(fib.defaultPrefix, "???", 3);
-    fib.access = ZVK_ACCESS_SEQUENTIAL;
-    fib.flags = ZVK_FIB_ASSIGN_LITERAL;
-    fib.maxLength = fib.minLength = 80;
-    snprintf(fib.name, sizeof fib.name, "%s", "IN-FILE");
-    fib.feedbackLength = 20;
-    fib.feedbackOffset = 8;
+    cobol::select(fib, fcb, 1, "IN-FILE", ZVK_ORG_SEQUENTIAL, ZVK_ACCESS_SEQUENTIAL, 80, nullptr, 0);
+    cobol::statusFields(fib, &statusCell, 20);
     fib.recordCell = &recordCell;
-    fib.statusCell = &statusCell;
-    fib.feedbackCell = &statusCell;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         if (a.rfind("assign=", 0) == 0) assignment = a.substr(7);
@@ -139,9 +125,7 @@ int main(int argc, char** argv) {
         memcpy(unterminated, assignment.data(), assignment.size());
         fib.assignment = unterminated;
     }
-    cobol::put<void*>(program.pcb, cobol::pcbo::fib, fibs);
-    cobol::put<void*>(program.ipcb, cobol::ipcbo::fcbs, fcbs);
-    cobol::put<int32_t>(program.ipcb, cobol::ipcbo::fileCount, 1);
+    cobol::attachFiles(program, fibs, fcbs, 1);
     COBOL_MAIN(program, {
         file = static_cast<FCB*>(fcbs[0]);   // an EXTERNAL file's is the library's
         run(argc, argv);

@@ -10,6 +10,7 @@
 #include "fileio/files.h"
 #include "fileio/kit.h"
 #include "scenario.h"
+#include "tempdir.h"
 
 using namespace scenario;
 
@@ -293,10 +294,10 @@ TEST(Lifecycle, AClosedFileIsNamedByItsAssignmentsLength) {
 }
 
 TEST(Open, TheFileItselfChoosesItsFileSystem) {
-    char dir[] = "/tmp/kvr2plxXXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
+    TempDir tmp;
+    const std::string dir = tmp.path;
     auto write = [&](const char* name, const std::string& bytes) {
-        const std::string path = std::string(dir) + "/" + name;
+        const std::string path = tmp.file(name);
         FILE* f = fopen(path.c_str(), "w");
         fwrite(bytes.data(), 1, bytes.size(), f);
         fclose(f);
@@ -314,10 +315,8 @@ TEST(Open, TheFileItselfChoosesItsFileSystem) {
     EXPECT_TRUE(hasLine(r.out, "module: init code=5 name=" + empty)) << r.out;
     r = files({"assign=" + psx, "open:input"});   // psx's module has no _IO_Init
     EXPECT_EQ(fsOf(r.out, "open:input"), "96") << r.out;
-    r = files({"assign=" + std::string(dir), "open:input"});   // a directory cannot be read
+    r = files({"assign=" + dir, "open:input"});   // a directory cannot be read
     EXPECT_EQ(fsOf(r.out, "open:input"), "93") << r.out;
-    for (const char* n : {"own", "psx", "other", "empty"}) unlink((std::string(dir) + "/" + n).c_str());
-    rmdir(dir);
 }
 
 namespace {

@@ -1,5 +1,6 @@
-// Generation names, wrap-around, roll-off, the catalogue's bounds and the
-// file servers' commands, through GDS_Name as the file subsystem calls it.
+// Generation names, the wraps the model (gdg_model.py) does not reach,
+// roll-off, the catalogue's bounds and the file servers' commands, through
+// GDS_Name as the file subsystem calls it.
 
 #include "gdg_fixture.h"
 
@@ -61,21 +62,6 @@ TEST_F(Gdg, NewestOfAnEmptyGroupIsOutOfRange) {
     EXPECT_EQ(resolve(grp + "(0)"), 0);
 }
 
-TEST_F(Gdg, PlusOneAfter9999WrapsToOneInANewEpochAndSortsLast) {
-    std::string grp = path("grp");
-    writeCatalogue(grp, {.limit = 10, .newest = 9999, .entries = {9998, 9999}});
-    touch(generation(grp, 9998));
-    touch(generation(grp, 9999));
-    EXPECT_EQ(addGeneration(grp), generation(grp, 1));
-    EXPECT_EQ(entriesOf(grp), (std::vector<uint32_t>{9998, 9999, 32768 | 1}));
-    std::vector<uint8_t> b = readBytes(grp);
-    EXPECT_EQ(word(b, 28), 1u);
-    EXPECT_EQ(word(b, 32), 32768u);
-    std::string file;
-    EXPECT_EQ(resolve(grp + "(-1)", &file), 1);
-    EXPECT_EQ(file, generation(grp, 9999));
-}
-
 TEST_F(Gdg, TheAddJustBeforeTheWrapKeepsTheEpochAndPlusTwoWrapsPastIt) {
     std::string grp = path("grp");
     writeCatalogue(grp, {.limit = 10, .newest = 9998, .entries = {9998}});
@@ -97,19 +83,6 @@ TEST_F(Gdg, AnEpochThatWouldOverflowRenumbersTheListFromZero) {
     EXPECT_EQ(addGeneration(grp), generation(grp, 1));
     EXPECT_EQ(entriesOf(grp), (std::vector<uint32_t>{9000, 9998, 9999, 32768 | 1}));
     EXPECT_EQ(word(readBytes(grp), 32), 32768u);
-}
-
-TEST_F(Gdg, AGenerationFromBeforeTheWrapSortsFirst) {
-    std::string grp = path("grp");
-    writeCatalogue(grp, {.limit = 10, .newest = 2, .entries = {1, 2}});
-    touch(generation(grp, 1));
-    touch(generation(grp, 2));
-    touch(generation(grp, 9500));
-    EXPECT_EQ(resolve(grp + ".g9500v00"), 1);
-    EXPECT_EQ(entriesOf(grp), (std::vector<uint32_t>{9500, 32768 | 1, 32768 | 2}));
-    std::string file;
-    EXPECT_EQ(resolve(grp + "(0)", &file), 1);
-    EXPECT_EQ(file, generation(grp, 2));
 }
 
 TEST_F(Gdg, LimitThreeWithScratchDeletesTheOldestAndDaysKeepThem) {

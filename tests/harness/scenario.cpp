@@ -173,8 +173,9 @@ std::map<std::string, std::string> values(const std::string& out) {
     return m;
 }
 
-std::string mismatches(const std::string& out, const std::string& expected) {
-    auto got = values(out);
+std::string mismatches(const std::string& out, const std::string& expected) { return mismatches(values(out), expected); }
+
+std::string mismatches(const std::map<std::string, std::string>& got, const std::string& expected) {
     std::istringstream words(expected);
     std::string word, report;
     while (words >> word) {

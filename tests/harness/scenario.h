@@ -55,5 +55,7 @@ std::string locale(const std::string& input, const std::string& charmap, const s
 // values do not match, one "key=<got> (want <value>)" line each: empty
 // when all agree, and otherwise the whole difference in one failure.
 std::string mismatches(const std::string& out, const std::string& expected);
+// The same against key=value pairs already read.
+std::string mismatches(const std::map<std::string, std::string>& got, const std::string& expected);
 
 }  // namespace scenario

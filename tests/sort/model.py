@@ -57,18 +57,22 @@ def value(key, elem, coll):
     return struct.unpack('<f' if n == 4 else '<d', b)[0]
 
 
-def model_sort(elems, keys, coll):
-    rows = [([value(k, e, coll) for k in keys], i, e) for i, e in enumerate(elems)]
+def sort_rows(datas, keys, coll, tie):
+    """datas ordered by keys, equal keys by tie(index)."""
+    rows = [([value(k, d, coll) for k in keys], tie(i), d) for i, d in enumerate(datas)]
 
     def cmp(a, b):
         for k, x, y in zip(keys, a[0], b[0]):
             if x != y:
                 r = -1 if x < y else 1
                 return r if k[4] & 1 else -r
-        ta, tb = a[1].to_bytes(4, 'little'), b[1].to_bytes(4, 'little')
-        return -1 if ta < tb else 1
+        return -1 if a[1] < b[1] else 1 if a[1] > b[1] else 0
 
     return [r[2] for r in sorted(rows, key=functools.cmp_to_key(cmp))]
+
+
+def model_sort(elems, keys, coll):
+    return sort_rows(elems, keys, coll, lambda i: i.to_bytes(4, 'little'))
 
 
 def random_item(rng, typ, n, sign, pool):
@@ -98,29 +102,49 @@ def random_item(rng, typ, n, sign, pool):
     return bytes(body)
 
 
+def random_key(rng, off, short, digits):
+    """[off, length, type, sign, ascending]: alphanumeric and packed keys
+    up to short bytes, zoned up to digits."""
+    typ = rng.randint(1, 6)
+    sign = 0
+    if typ == ALNUM:
+        n = rng.randint(1, short)
+    elif typ == NATIONAL:
+        n = 2 * rng.randint(1, 3)
+    elif typ == BINARY:
+        n, sign = rng.choice([1, 2, 4, 8]), rng.choice([0, SIGNED])
+    elif typ == FLOAT:
+        n = rng.choice([4, 8])
+    elif typ == PACKED:
+        n = rng.randint(1, short)
+    else:
+        sign = rng.choice([0, LS, TS, LO, TO])
+        n = rng.randint(2 if sign & (LS | TS) else 1, digits)
+    return [off, n, typ, sign, rng.choice([0, 1])]
+
+
+def random_pools(rng, keys, few):
+    """Per key, the bytes its values are drawn from: a few (so that ties
+    occur) with probability few, else all."""
+    return {id(k): ([0x00, 0x41, 0xFF, 0x80] if rng.random() < few else list(range(256))) for k in keys}
+
+
+def write_case(out, a, b, coll, keys, data_in, data_out):
+    flat = ' '.join('%d %d %d %d %d' % tuple(k) for k in keys)
+    out.write('case %d %d %d %d %s\n' % (a, b, 1 if coll else 0, len(keys), flat))
+    if coll:
+        out.write('coll %s\n' % bytes(coll).hex())
+    out.write('in %s\nout %s\n' % (data_in.hex(), data_out.hex()))
+
+
 def random_case(rng):
     mode2 = rng.random() < 0.4
     count = rng.choice([2, 3, 17, 200, rng.randint(2, 200)]) if not mode2 else rng.choice([201, 300, 600])
     nkeys = rng.randint(0, 4)
     keys, off = [], rng.randint(0, 3)
     for _ in range(nkeys):
-        typ = rng.randint(1, 6)
-        sign = 0
-        if typ == ALNUM:
-            n = rng.randint(1, 5)
-        elif typ == NATIONAL:
-            n = 2 * rng.randint(1, 3)
-        elif typ == BINARY:
-            n, sign = rng.choice([1, 2, 4, 8]), rng.choice([0, SIGNED])
-        elif typ == FLOAT:
-            n = rng.choice([4, 8])
-        elif typ == PACKED:
-            n = rng.randint(1, 5)
-        else:
-            sign = rng.choice([0, LS, TS, LO, TO])
-            n = rng.randint(2 if sign & (LS | TS) else 1, 7)
-        keys.append([off, n, typ, sign, rng.choice([0, 1])])
-        off += n + rng.randint(0, 2)
+        keys.append(random_key(rng, off, 5, 7))
+        off += keys[-1][1] + rng.randint(0, 2)
     el = off + rng.randint(0, 4)
     if mode2 and rng.random() < 0.5:
         el = max(el, 101 + rng.randint(0, 20))
@@ -132,10 +156,7 @@ def random_case(rng):
     if rng.random() < 0.5:
         coll = list(range(256))
         rng.shuffle(coll)
-    pools = {}
-    for k in keys:
-        small = rng.random() < 0.5
-        pools[id(k)] = [0x00, 0x41, 0xFF, 0x80] if small else list(range(256))
+    pools = random_pools(rng, keys, 0.5)
     elems = []
     for _ in range(count):
         e = bytearray(rng.randbytes(el))
@@ -147,15 +168,9 @@ def random_case(rng):
 
 def main():
     rng = random.Random(int(sys.argv[1]))
-    out = sys.stdout
     for _ in range(int(sys.argv[2])):
         el, count, coll, keys, elems = random_case(rng)
-        flat = ' '.join('%d %d %d %d %d' % tuple(k) for k in keys)
-        out.write('case %d %d %d %d %s\n' % (el, count, 1 if coll else 0, len(keys), flat))
-        if coll:
-            out.write('coll %s\n' % bytes(coll).hex())
-        out.write('in %s\n' % b''.join(elems).hex())
-        out.write('out %s\n' % b''.join(model_sort(elems, keys, coll)).hex())
+        write_case(sys.stdout, el, count, coll, keys, b''.join(elems), b''.join(model_sort(elems, keys, coll)))
 
 
 if __name__ == '__main__':

@@ -1,25 +1,14 @@
 #!/usr/bin/env python3
-"""The line-sequential module against another COBOL system: each scenario's
-statements run through the module (lsq_scenarios) and, as a COBOL program
-compiled by cobc, through that system's runtime; both must display the
-same statuses and records and leave the same file bytes.  Scenarios named
-in known_differences.txt are run but not compared.  Skipped (77) without
-cobc."""
-import os
+"""The line-sequential module against cobc (see ../cobc_compare.py): the
+COBOL program below runs a scenario's statements, given as the argument
+list of lsq_scenarios (settings, then operations), each displaying the
+line lsq_scenarios prints for it; the file's bytes are compared too."""
 import pathlib
-import shutil
-import subprocess
 import sys
-import tempfile
-
-from cobol_program import program
 
 here = pathlib.Path(__file__).parent
-scenarios = sys.argv[1]
-cobc = shutil.which("cobc")
-if not cobc:
-    print("cobc not installed: skipped")
-    sys.exit(77)
+sys.path.insert(0, str(here.parent))
+import cobc_compare  # noqa: E402
 
 TEXT = b"ab\r\n\n0123456789ABCDEF\nx\ty\0z\nlast"
 R8 = ["read"] * 8
@@ -66,44 +55,49 @@ CASES = [
 ]
 
 
-def run(cmd, cwd, before):
-    path = os.path.join(cwd, "lsq.txt")
-    if before is not None:
-        pathlib.Path(path).write_bytes(before)
-    env = dict(os.environ, COBRTOPT="TRAP=OFF")
-    out = subprocess.run(cmd, cwd=cwd, env=env, capture_output=True, timeout=120).stdout
-    lines = [l for l in out.split(b"\n") if l and not l.startswith(b"epilogue ")]
-    data = pathlib.Path(path).read_bytes() if os.path.exists(path) else None
-    return lines, data
 
-
-known = {}
-for line in (here / "known_differences.txt").read_text().splitlines():
-    if line.strip() and not line.startswith("#"):
-        name, _, why = line.partition(" ")
-        known[name] = why.strip()
-
-failed = False
-with tempfile.TemporaryDirectory() as tmp:
-    for name, args, before in CASES:
-        ours_dir, theirs_dir = os.path.join(tmp, name, "ours"), os.path.join(tmp, name, "theirs")
-        os.makedirs(ours_dir)
-        os.makedirs(theirs_dir)
-        source = os.path.join(tmp, name, "p.cbl")
-        pathlib.Path(source).write_text(program(args))
-        exe = os.path.join(tmp, name, "p")
-        subprocess.run([cobc, "-x", "-o", exe, source], check=True)
-        ours = run([scenarios, *args], ours_dir, before)
-        theirs = run([exe], theirs_dir, before)
-        if ours == theirs:
-            print(f"{name}: same")
-        elif name in known:
-            print(f"{name}: differs, known: {known[name]}\n  ours   {ours}\n  theirs {theirs}")
+def program(args):
+    assign, optional, length, linage, ops = "lsq.txt", False, 10, None, []
+    for a in args:
+        if a.startswith("assign="):
+            assign = a[7:]
+        elif a == "optional":
+            optional = True
+        elif a.startswith("record="):
+            length = int(a[7:])
+        elif a.startswith("linage="):
+            linage = [int(v) for v in a[7:].split(",")]
         else:
-            print(f"{name}: DIFFERS\n  ours   {ours}\n  theirs {theirs}")
-            failed = True
-    for name in known:
-        if name not in {c[0] for c in CASES}:
-            print(f"known_differences.txt names no scenario {name}")
-            failed = True
-sys.exit(1 if failed else 0)
+            ops.append(a)
+    fd = "       FD F"
+    if linage:
+        lines, footing, top, bottom = linage
+        fd += f"\n           LINAGE IS {lines} LINES"
+        fd += f"\n           WITH FOOTING AT {footing}" if footing else ""
+        fd += f"\n           LINES AT TOP {top}" if top else ""
+        fd += f"\n           LINES AT BOTTOM {bottom}" if bottom else ""
+    select = [f"           SELECT {'OPTIONAL ' if optional else ''}F ASSIGN TO \"{assign}\"",
+              "               ORGANIZATION LINE SEQUENTIAL FILE STATUS IS FS."]
+    out = []
+    for op in ops:
+        if cobc_compare.open_close(op):
+            out += cobc_compare.open_close(op)
+        elif op == "read":
+            out += ["           MOVE ALL \"#\" TO R", "           READ F",
+                    "           DISPLAY \"read fs=\" FS \" rec=[\" R \"]\""]
+        elif op.startswith("write:"):
+            _, how, text = op.split(":", 2)
+            out.append(f"           MOVE \"{text}\" TO R" if text else "           MOVE SPACES TO R")
+            phrase = ""
+            if how != "plain":
+                when = "BEFORE" if how[0] == "b" else "AFTER"
+                phrase = f" {when} ADVANCING " + ("PAGE" if how[1:] == "p" else f"{int(how[1:])} LINES")
+            out.append(f"           WRITE R{phrase}")
+            if linage:
+                out.append("           MOVE LINAGE-COUNTER TO LC")
+            out.append(f"           DISPLAY \"write:{how} fs=\" FS" + (" \" lc=\" LC" if linage else ""))
+    return cobc_compare.source("LSQ", select, fd, [f"       01 R PIC X({length})."], ["       01 LC PIC 9(4)."], out)
+
+
+if __name__ == "__main__":
+    cobc_compare.main(here, CASES, program, "lsq.txt")

@@ -16,17 +16,12 @@
 #include <cstring>
 #include <string>
 
-#include "cobol.h"
-#include "kvr2/filemodule.h"
+#include "file_image.h"
 
 namespace {
 
 cobol::Program program("LSQPGM", nullptr);
-// The FIB with its LINAGE groups behind it, as the compiler places them.
-struct alignas(16) FibImage {
-    FIB fib;
-    ZvkLinageGroup linage[4];
-} image;
+cobol::FibImage image;
 FIB& fib = image.fib;
 alignas(16) FCB fcb;
 FIB* fibs[1] = {&fib};
@@ -96,19 +91,9 @@ void run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     uint32_t length = 10;
-    memcpy(fcb.eye, "FCB", 3);
-    fcb.index = fib.index = 1;
-    memcpy(fib.defaultPrefix, "???", 3);
-    fib.organization = ZVK_ORG_LINE_SEQUENTIAL;
-    fib.access = ZVK_ACCESS_SEQUENTIAL;
-    fib.recordFormat = ZVK_RECORD_FIXED;
-    fib.flags = ZVK_FIB_ASSIGN_LITERAL;
-    snprintf(fib.name, sizeof fib.name, "%s", "LSQ-FILE");
-    fib.feedbackLength = 16;
-    fib.feedbackOffset = 8;
+    cobol::select(fib, fcb, 1, "LSQ-FILE", ZVK_ORG_LINE_SEQUENTIAL, ZVK_ACCESS_SEQUENTIAL, 10, nullptr, 0);
+    cobol::statusFields(fib, &statusCell, 16);
     fib.recordCell = &recordCell;
-    fib.statusCell = &statusCell;
-    fib.feedbackCell = &statusCell;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         unsigned lines = 0, footing = 0, top = 0, bottom = 0;
@@ -122,7 +107,7 @@ int main(int argc, char** argv) {
             linage = true;
             fib.linage = ZVK_LINAGE | (footing ? ZVK_LINAGE_FOOTING : 0) | (top ? ZVK_LINAGE_TOP : 0) |
                          (bottom ? ZVK_LINAGE_BOTTOM : 0);
-            fib.linageOffset = offsetof(FibImage, linage);
+            fib.linageOffset = offsetof(cobol::FibImage, linage);
             const unsigned values[4] = {lines, footing, top, bottom};
             for (int g = 0; g < 4; ++g)
                 image.linage[g] = {static_cast<uint16_t>(values[g] ? ZVK_LINAGE_LITERAL : ZVK_LINAGE_ABSENT), {}, values[g]};
@@ -136,9 +121,7 @@ int main(int argc, char** argv) {
     recordCell = calloc(1, sizeof(ZvkRecordArea) + length);
     fib.assignment = assignment.data();
     fib.assignLength = static_cast<uint16_t>(assignment.size());
-    cobol::put<void*>(program.pcb, cobol::pcbo::fib, fibs);
-    cobol::put<void*>(program.ipcb, cobol::ipcbo::fcbs, fcbs);
-    cobol::put<int32_t>(program.ipcb, cobol::ipcbo::fileCount, 1);
+    cobol::attachFiles(program, fibs, fcbs, 1);
     COBOL_MAIN(program, {
         run(argc, argv);
         _zvkRunUnitTerm(0);

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "scenario.h"
+#include "tempdir.h"
 
 using namespace scenario;
 
@@ -21,11 +22,10 @@ namespace {
 
 // A scenario in a directory of its own, whose lsq.txt holds `before`.
 struct FileRun {
-    std::string dir;
+    TempDir tmp;
+    const std::string dir = tmp.path;
     Result result;
     FileRun(const std::vector<std::string>& args, const std::string* before = nullptr, Options o = {}) {
-        char templ[] = "/tmp/lsq_test.XXXXXX";
-        dir = mkdtemp(templ);
         if (before) std::ofstream(dir + "/lsq.txt", std::ios::binary) << *before;
         std::vector<std::string> all = args;
         for (std::string& a : all)
@@ -33,10 +33,6 @@ struct FileRun {
         all.insert(all.begin(), {"verbose", "assign=" + dir + "/lsq.txt"});
         // The later assign= wins: a test's own name replaces the default.
         result = run(binDir() + "/lsq_scenarios", all, o);
-    }
-    ~FileRun() {
-        std::string command = "rm -rf " + dir;
-        if (system(command.c_str()) != 0) ADD_FAILURE() << command;
     }
     std::string file() const {
         std::ifstream in(dir + "/lsq.txt", std::ios::binary);

@@ -1,25 +1,15 @@
 #!/usr/bin/env python3
-"""The record module against another COBOL system: each scenario's
-statements run through the module (lsq_scenarios) and, as a COBOL program
-compiled by cobc, through that system's runtime; both must display the
-same statuses and records and leave the same file bytes.  Scenarios named
-in known_differences.txt are run but not compared.  Skipped (77) without
-cobc."""
-import os
+"""The record module against cobc (see ../cobc_compare.py): the COBOL
+program below runs a scenario's statements, given as the argument list of
+stl_scenarios (settings, then operations), each displaying the line
+stl_scenarios prints for it.  The files' bytes differ by design: only the
+statements' results count."""
 import pathlib
-import shutil
-import subprocess
 import sys
-import tempfile
-
-from cobol_program import program
 
 here = pathlib.Path(__file__).parent
-scenarios = sys.argv[1]
-cobc = shutil.which("cobc")
-if not cobc:
-    print("cobc not installed: skipped")
-    sys.exit(77)
+sys.path.insert(0, str(here.parent))
+import cobc_compare  # noqa: E402
 
 IDX = ["org=idx", "key=0:3", "key=3:2:dup"]
 IDX_DYN = [*IDX, "access=dyn"]
@@ -101,44 +91,105 @@ CASES = [
 ]
 
 
-def run(cmd, cwd, before):
-    path = os.path.join(cwd, "stl.dat")
-    if before is not None:
-        pathlib.Path(path).write_bytes(before)
-    env = dict(os.environ, COBRTOPT="TRAP=OFF")
-    out = subprocess.run(cmd, cwd=cwd, env=env, capture_output=True, timeout=120).stdout
-    lines = [l for l in out.split(b"\n") if l and not l.startswith(b"epilogue ")]
-    # The files' bytes differ by design: only the statements' results count.
-    return lines
 
-
-known = {}
-for line in (here / "known_differences.txt").read_text().splitlines():
-    if line.strip() and not line.startswith("#"):
-        name, _, why = line.partition(" ")
-        known[name] = why.strip()
-
-failed = False
-with tempfile.TemporaryDirectory() as tmp:
-    for name, args, before in CASES:
-        ours_dir, theirs_dir = os.path.join(tmp, name, "ours"), os.path.join(tmp, name, "theirs")
-        os.makedirs(ours_dir)
-        os.makedirs(theirs_dir)
-        source = os.path.join(tmp, name, "p.cbl")
-        pathlib.Path(source).write_text(program(args))
-        exe = os.path.join(tmp, name, "p")
-        subprocess.run([cobc, "-x", "-free", "-o", exe, source], check=True)
-        ours = run([scenarios, *args], ours_dir, before)
-        theirs = run([exe], theirs_dir, before)
-        if ours == theirs:
-            print(f"{name}: same")
-        elif name in known:
-            print(f"{name}: differs, known: {known[name]}\n  ours   {ours}\n  theirs {theirs}")
+def program(args):
+    org, access, assign, optional, length, minimum, keys, ops = "seq", "seq", "stl.dat", False, 10, None, [], []
+    for a in args:
+        if a.startswith("org="):
+            org = a[4:]
+        elif a.startswith("access="):
+            access = a[7:]
+        elif a.startswith("assign="):
+            assign = a[7:]
+        elif a == "optional":
+            optional = True
+        elif a.startswith("record="):
+            length = int(a[7:])
+        elif a.startswith("variable="):
+            minimum = int(a[9:])
+        elif a.startswith("key="):
+            parts = a[4:].split(":")
+            keys.append((int(parts[0]), int(parts[1]), len(parts) > 2))
+        elif a in ("verbose", "nostatus"):
+            pass
         else:
-            print(f"{name}: DIFFERS\n  ours   {ours}\n  theirs {theirs}")
-            failed = True
-    for name in known:
-        if name not in {c[0] for c in CASES}:
-            print(f"known_differences.txt names no scenario {name}")
-            failed = True
-sys.exit(1 if failed else 0)
+            ops.append(a)
+    organization = {"seq": "SEQUENTIAL", "rel": "RELATIVE", "idx": "INDEXED"}[org]
+    mode = {"seq": "SEQUENTIAL", "rand": "RANDOM", "dyn": "DYNAMIC"}[access]
+    select = [f"           SELECT {'OPTIONAL ' if optional else ''}F ASSIGN TO \"{assign}\"",
+              f"               ORGANIZATION IS {organization}",
+              f"               ACCESS MODE IS {mode}"]
+    for n, (_, _, dup) in enumerate(keys):
+        if n == 0:
+            select.append("               RECORD KEY IS K0")
+        else:
+            select.append(f"               ALTERNATE RECORD KEY IS K{n}" + (" WITH DUPLICATES" if dup else ""))
+    if org == "rel":
+        select.append("               RELATIVE KEY IS RK")
+    select.append("               FILE STATUS IS FS.")
+    fd = "       FD F"
+    if minimum is not None:
+        fd += f"\n           RECORD VARYING IN SIZE FROM {minimum} TO {length} DEPENDING ON RL"
+    record = [f"       01 R PIC X({length})."]
+    if keys:
+        record = ["       01 R."]
+        at = 0
+        for n, (pos, ln, _) in sorted(enumerate(keys), key=lambda k: k[1][0]):
+            if pos > at:
+                record.append(f"           05 FILLER PIC X({pos - at}).")
+            record.append(f"           05 K{n} PIC X({ln}).")
+            at = pos + ln
+        if at < length:
+            record.append(f"           05 FILLER PIC X({length - at}).")
+    out = []
+    rk = ' " rk=" RK' if org == "rel" else ""
+    shown = 'R(1:RL)' if minimum is not None else "R"
+    relations = {"eq": "=", "gt": ">", "ge": ">=", "lt": "<", "le": "<="}
+
+    def show_read(op):
+        out.append(f"           IF FS < \"10\" DISPLAY \"{op} fs=\" FS \" rec=[\" {shown} \"]\"{rk}")
+        out.append(f"           ELSE DISPLAY \"{op} fs=\" FS{rk} END-IF")
+
+    def move(text):
+        out.append(f"           MOVE \"{text}\" TO R" if text else "           MOVE SPACES TO R")
+        if minimum is not None:
+            out.append(f"           MOVE {min(len(text), length)} TO RL")
+
+    for op in ops:
+        if cobc_compare.open_close(op):
+            out += cobc_compare.open_close(op)
+        elif op == "read":
+            out.append("           READ F" + (" NEXT" if access == "dyn" else ""))
+            show_read(op)
+        elif op == "read:prev":
+            out.append("           READ F PREVIOUS")
+            show_read(op)
+        elif op.startswith("read:key:"):
+            out.append("           READ F" + (f" KEY IS K{op[9:]}" if org == "idx" else ""))
+            show_read(op)
+        elif op.startswith("start:"):
+            rel, key = op[6:].split(":")[:2]
+            out.append(f"           START F KEY IS {relations[rel]} " + (f"K{key}" if org == "idx" else "RK"))
+            out.append(f"           DISPLAY \"{op} fs=\" FS")
+        elif op.startswith("write:"):
+            move(op[6:])
+            out.append("           WRITE R")
+            out.append(f"           DISPLAY \"write fs=\" FS{rk}")
+        elif op.startswith("rewrite:"):
+            move(op[8:])
+            out.append("           REWRITE R")
+            out.append("           DISPLAY \"rewrite fs=\" FS")
+        elif op == "delete":
+            out.append("           DELETE F")
+            out.append("           DISPLAY \"delete fs=\" FS")
+        elif op.startswith("set:"):
+            out.append(f"           MOVE \"{op[4:]}\" TO R")
+        elif op.startswith("rk:"):
+            out.append(f"           MOVE {int(op[3:])} TO RK")
+    ws = ["       01 RK PIC 9(4) VALUE 0.", "       01 RL PIC 9(4) VALUE 0."]
+    return cobc_compare.source("STL", select, fd, record, ws, out)
+
+
+
+if __name__ == "__main__":
+    cobc_compare.main(here, CASES, program, "stl.dat", ["-free"], keep_bytes=False)

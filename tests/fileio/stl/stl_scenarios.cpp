@@ -25,22 +25,17 @@
 #include <unistd.h>
 #include <vector>
 
-#include "cobol.h"
-#include "kvr2/filemodule.h"
+#include "file_image.h"
 
 namespace {
 
 cobol::Program program("STLPGM", nullptr);
-struct alignas(16) FibImage {
-    FIB fib;
-    ZvkFileKey keys[8];
-    ZvkRelativeKey relativeKey;
-} image;
+cobol::FibImage image;
 FIB& fib = image.fib;
 alignas(16) FCB fcb, fcb2;
 // two= declares a second file on the same assignment, its own FCB and
 // record area: ops prefixed "2:" run on it.
-FibImage image2;
+cobol::FibImage image2;
 FIB* fibs[2] = {&fib, &image2.fib};
 void* fcbs[2] = {&fcb, &fcb2};
 FCB* F = &fcb;
@@ -171,19 +166,9 @@ int main(int argc, char** argv) {
     uint32_t length = 10, minimum = 0;
     int32_t files = 1;
     std::vector<ZvkFileKey> keys;
-    memcpy(fcb.eye, "FCB", 3);
-    fcb.index = fib.index = 1;
-    memcpy(fib.defaultPrefix, "???", 3);
-    fib.organization = ZVK_ORG_SEQUENTIAL;
-    fib.access = ZVK_ACCESS_SEQUENTIAL;
-    fib.recordFormat = ZVK_RECORD_FIXED;
-    fib.flags = ZVK_FIB_ASSIGN_LITERAL;
-    snprintf(fib.name, sizeof fib.name, "%s", "STL-FILE");
-    fib.feedbackLength = 16;
-    fib.feedbackOffset = 8;
+    cobol::select(fib, fcb, 1, "STL-FILE", ZVK_ORG_SEQUENTIAL, ZVK_ACCESS_SEQUENTIAL, 10, nullptr, 0);
+    cobol::statusFields(fib, &statusCell, 16);
     fib.recordCell = &recordCell;
-    fib.statusCell = &statusCell;
-    fib.feedbackCell = &statusCell;
     memcpy(workingStorage + 40, "0000", 4);
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
@@ -211,7 +196,7 @@ int main(int argc, char** argv) {
     fcb.maxLength = length;
     if (!keys.empty()) {
         fib.keyCount = static_cast<uint32_t>(keys.size());
-        fib.keyTableOffset = offsetof(FibImage, keys);
+        fib.keyTableOffset = offsetof(cobol::FibImage, keys);
         for (size_t k = 0; k < keys.size() && k < 8; ++k) image.keys[k] = keys[k];
     }
     static void* relativeCell = workingStorage;
@@ -221,7 +206,7 @@ int main(int argc, char** argv) {
         image.relativeKey.length = 4;
         image.relativeKey.kind = ZVK_RELKEY_ZONED;
         image.relativeKey.digits = 4;
-        fib.relativeKeyOffset = offsetof(FibImage, relativeKey);
+        fib.relativeKeyOffset = offsetof(cobol::FibImage, relativeKey);
     }
     // The record area exactly as long as the record, so that a sanitizer
     // sees a byte written past it.
@@ -236,9 +221,7 @@ int main(int argc, char** argv) {
     fcb2.index = 2;
     fcb2.maxLength = length;
     fcb2.shareLock = fcb.shareLock;
-    cobol::put<void*>(program.pcb, cobol::pcbo::fib, fibs);
-    cobol::put<void*>(program.ipcb, cobol::ipcbo::fcbs, fcbs);
-    cobol::put<int32_t>(program.ipcb, cobol::ipcbo::fileCount, files);
+    cobol::attachFiles(program, fibs, fcbs, files);
     COBOL_MAIN(program, {
         run(argc, argv);
         _zvkRunUnitTerm(0);

@@ -17,21 +17,13 @@
 #include <vector>
 
 #include "scenario.h"
+#include "tempdir.h"
 
 using namespace scenario;
 
 namespace {
 
-struct Dir {
-    std::string path;
-    Dir() {
-        char templ[] = "/tmp/stl_test.XXXXXX";
-        path = mkdtemp(templ);
-    }
-    ~Dir() {
-        std::string command = "rm -rf " + path;
-        if (system(command.c_str()) != 0) ADD_FAILURE() << command;
-    }
+struct Dir : TempDir {
     // The scenario's statements on the file `name` in this directory.
     Result run(std::vector<std::string> args, const std::string& name = "f.dat", Options o = {}) const {
         args.insert(args.begin(), "assign=" + path + "/" + name);

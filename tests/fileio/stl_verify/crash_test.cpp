@@ -10,13 +10,14 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <ftw.h>
+
 #include <map>
 #include <random>
 #include <set>
 #include <vector>
 
 #include "indexed_program.h"
+#include "tempdir.h"
 
 namespace stlverify {
 namespace {
@@ -29,17 +30,13 @@ constexpr uint32_t kUniverse = 9999991;
 std::string primeOf(uint32_t i) { return key(static_cast<uint64_t>(i) * 7919 % kUniverse); }
 std::string altOf(uint32_t i) { return alt(i % kAlternates); }
 
-int removeEntry(const char* path, const struct stat*, int, struct FTW*) { return ::remove(path); }
-
 class Crash : public ::testing::Test {
 protected:
     void SetUp() override {
-        char dir[] = "/tmp/kvr2crashXXXXXX";
-        ASSERT_NE(mkdtemp(dir), nullptr);
-        dir_ = dir;
+        ASSERT_FALSE(tmp_.path.empty());
+        dir_ = tmp_.path;
         file_ = dir_ + "/crash.dat";
     }
-    void TearDown() override { nftw(dir_.c_str(), removeEntry, 8, FTW_DEPTH | FTW_PHYS); }
 
     // A child writes records first, first + 1, ... after OPEN mode, acknowledging each on
     // the pipe; it is killed once `ackBeforeKill` have come, after a
@@ -119,6 +116,7 @@ protected:
         EXPECT_EQ(p.close(0), 0);
     }
 
+    scenario::TempDir tmp_;
     std::string dir_, file_;
 };
 

@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "file_image.h"
+
 namespace stlverify {
 
 std::string key(uint64_t n) {
@@ -45,16 +47,9 @@ IndexedProgram::IndexedProgram(const std::string& assignment, int files, Sharing
         fibList_[f] = &fib;
         fcbList_[f] = &fcb;
         cells_[f] = &areas_[f];
-        fib.index = fcb.index = static_cast<uint32_t>(f + 1);
-        memcpy(fib.defaultPrefix, "???", 3);
-        fib.organization = ZVK_ORG_INDEXED;
-        fib.access = ZVK_ACCESS_DYNAMIC;
-        fib.recordFormat = ZVK_RECORD_FIXED;
-        fib.flags = ZVK_FIB_ASSIGN_LITERAL;
-        fib.maxLength = fib.minLength = fcb.maxLength = kRecord;
-        snprintf(fib.name, sizeof fib.name, "F%d", f + 1);
-        fib.assignment = assignment_;
-        fib.assignLength = static_cast<uint16_t>(strlen(assignment_));
+        const char* names[kMaxFiles] = {"F1", "F2"};
+        cobol::select(fib, fcb, static_cast<uint32_t>(f + 1), names[f], ZVK_ORG_INDEXED, ZVK_ACCESS_DYNAMIC, kRecord,
+                      assignment_, strlen(assignment_));
         fib.keyCount = 2;
         fib.keyTableOffset = offsetof(FibImage, keys);
         fibs_[f].keys[0] = ZvkFileKey{kKey, 0, 0, {}};
@@ -65,7 +60,6 @@ IndexedProgram::IndexedProgram(const std::string& assignment, int files, Sharing
         fib.recordCell = &cells_[f];
         fib.statusCell = &statusCell_;
         fib.statusOffset = static_cast<uint32_t>(2 * f);
-        memcpy(fcb.eye, "FCB", 3);
     }
     _zvkPgmInit(&pcb_);
 }

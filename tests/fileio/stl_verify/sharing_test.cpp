@@ -8,9 +8,9 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <ftw.h>
 
 #include "indexed_program.h"
+#include "tempdir.h"
 
 namespace stlverify {
 namespace {
@@ -22,14 +22,11 @@ constexpr Sharing kAlone{1, 3, 1};
 
 constexpr uint32_t kContended = 4;   // records both processes update
 
-int removeEntry(const char* path, const struct stat*, int, struct FTW*) { return ::remove(path); }
-
 class Sharing : public ::testing::Test {
 protected:
     void SetUp() override {
-        char dir[] = "/tmp/kvr2shareXXXXXX";
-        ASSERT_NE(mkdtemp(dir), nullptr);
-        dir_ = dir;
+        ASSERT_FALSE(tmp_.path.empty());
+        dir_ = tmp_.path;
         file_ = dir_ + "/shared.dat";
         // Records K0000000.. with count 0, alternate keys in 3 groups.
         IndexedProgram& p = IndexedProgram::make(file_, 1);
@@ -37,7 +34,6 @@ protected:
         for (uint32_t i = 0; i < kRecords; ++i) ASSERT_LT(p.write(0, key(i), alt(i % 3), 0), 10);
         ASSERT_EQ(p.close(0), 0);
     }
-    void TearDown() override { nftw(dir_.c_str(), removeEntry, 8, FTW_DEPTH | FTW_PHYS); }
 
     // The file's records, each sound, as many by either key.
     void expectContent(uint32_t total) {
@@ -60,6 +56,7 @@ protected:
     }
 
     static constexpr uint32_t kRecords = 12;
+    scenario::TempDir tmp_;
     std::string dir_, file_;
 };
 

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "tempdir.h"
 #include "kvr2/filemodule.h"
 #include "kvr2/sortengine.h"
 
@@ -146,14 +147,7 @@ struct ProgramImage {
 
 using Bytes = std::vector<uint8_t>;
 
-struct TempDir {
-    std::string path;
-    TempDir() {
-        char t[] = "/tmp/sortengine.XXXXXX";
-        path = mkdtemp(t);
-    }
-    ~TempDir() { std::system(("rm -rf " + path).c_str()); }
-    std::string file(const std::string& name) const { return path + "/" + name; }
+struct TempDir : scenario::TempDir {
     int entries() const {
         int n = 0;
         DIR* d = opendir(path.c_str());

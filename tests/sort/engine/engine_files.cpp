@@ -12,8 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "cobol.h"
-#include "kvr2/filemodule.h"
+#include "file_image.h"
 #include "kvr2/sortengine.h"
 
 namespace {
@@ -42,20 +41,13 @@ std::vector<std::string> split(const std::string& s, char c) {
 void describe(File& f, const std::string& path, uint32_t length, uint32_t index) {
     memset(&f.fib, 0, sizeof f.fib);
     memset(&f.fcb, 0, sizeof f.fcb);
-    memcpy(f.fcb.eye, "FCB", 3);
-    f.fcb.index = f.fib.index = index;
-    memcpy(f.fib.defaultPrefix, "???", 3);
-    f.fib.organization = ZVK_ORG_LINE_SEQUENTIAL;
-    f.fib.access = ZVK_ACCESS_SEQUENTIAL;
-    f.fib.recordFormat = ZVK_RECORD_FIXED;
-    f.fib.flags = ZVK_FIB_ASSIGN_LITERAL;
-    snprintf(f.fib.name, sizeof f.fib.name, "SORT-FILE-%u", index);
-    f.fib.maxLength = f.fib.minLength = f.fcb.maxLength = length;
+    char name[32];
+    snprintf(name, sizeof name, "SORT-FILE-%u", index);
+    f.assignment = path;
+    cobol::select(f.fib, f.fcb, index, name, ZVK_ORG_LINE_SEQUENTIAL, ZVK_ACCESS_SEQUENTIAL, length,
+                  f.assignment.data(), path.size());
     f.recordCell = calloc(1, sizeof(ZvkRecordArea) + length);
     f.fib.recordCell = &f.recordCell;
-    f.assignment = path;
-    f.fib.assignment = f.assignment.data();
-    f.fib.assignLength = static_cast<uint16_t>(path.size());
 }
 
 }  // namespace
@@ -87,9 +79,7 @@ int main(int argc, char** argv) {
         fibs[i] = &files[i].fib, fcbs[i] = &files[i].fcb;
         (i < ins.size() ? usingList : givingList).push_back(&files[i].fcb);
     }
-    cobol::put<void*>(program.pcb, cobol::pcbo::fib, fibs.data());
-    cobol::put<void*>(program.ipcb, cobol::ipcbo::fcbs, fcbs.data());
-    cobol::put<int32_t>(program.ipcb, cobol::ipcbo::fileCount, int32_t(n));
+    cobol::attachFiles(program, fibs.data(), fcbs.data(), int32_t(n));
 
     std::vector<uint8_t> block(sizeof(ZvkSortKeyBlock) + keys.size() * sizeof(TableSortKey));
     const ZvkSortKeyBlock head{ZVK_SORTENG_KEY_MAGIC, ZVK_SORTENG_KEY_VERSION, 0, uint32_t(keys.size()), 0};

@@ -7,63 +7,21 @@
 #include <string>
 
 #include "engine_call.h"
+#include "model_cases.h"
 
 using namespace enginetest;
 
 namespace {
 
-Bytes fromHex(const std::string& h) {
-    Bytes b(h.size() / 2);
-    for (size_t i = 0; i < b.size(); ++i) b[i] = uint8_t(std::stoul(h.substr(2 * i, 2), nullptr, 16));
-    return b;
-}
-
-struct ModelCase {
-    uint32_t format = 0, recordLength = 0;
-    std::vector<TableSortKey> keys;
-    Bytes collating, in, out;
-    std::string text;
+// The engine's model: A is the format, B the record length.
+struct ModelCase : modelcases::Case {
+    uint32_t format, recordLength;
+    ModelCase(const modelcases::Case& c) : modelcases::Case(c), format(c.a), recordLength(c.b) {}
 };
 
 std::vector<ModelCase> modelCases(int seed, int cases) {
-    const std::string cmd = std::string("python3 ") + KVR2_ENGINE_TESTS + "/engine_model.py " + std::to_string(seed) +
-                            " " + std::to_string(cases);
-    std::vector<ModelCase> all;
-    FILE* p = popen(cmd.c_str(), "r");
-    if (!p) return all;
-    std::string line;
-    for (int c; (c = fgetc(p)) != EOF;) {
-        if (c != '\n') {
-            line += char(c);
-            continue;
-        }
-        if (line.rfind("case ", 0) == 0) {
-            ModelCase m;
-            m.text = line;
-            unsigned format, length, coll, n;
-            int used = 0;
-            sscanf(line.c_str(), "case %u %u %u %u%n", &format, &length, &coll, &n, &used);
-            m.format = format, m.recordLength = length;
-            const char* rest = line.c_str() + used;
-            for (unsigned i = 0; i < n; ++i) {
-                unsigned o, l, t, s, a;
-                int u = 0;
-                sscanf(rest, " %u %u %u %u %u%n", &o, &l, &t, &s, &a, &u);
-                rest += u;
-                m.keys.push_back(key(o, l, t, a != 0, uint8_t(s)));
-            }
-            all.push_back(m);
-        } else if (line.rfind("coll ", 0) == 0) {
-            all.back().collating = fromHex(line.substr(5));
-        } else if (line.rfind("in ", 0) == 0) {
-            all.back().in = fromHex(line.substr(3));
-        } else if (line.rfind("out ", 0) == 0) {
-            all.back().out = fromHex(line.substr(4));
-        }
-        line.clear();
-    }
-    EXPECT_EQ(pclose(p), 0);
-    return all;
+    const auto all = modelcases::read(std::string(KVR2_ENGINE_TESTS) + "/engine_model.py", seed, cases);
+    return std::vector<ModelCase>(all.begin(), all.end());
 }
 
 Call callFor(const ModelCase& m, const TempDir& dir) {
@@ -71,7 +29,7 @@ Call callFor(const ModelCase& m, const TempDir& dir) {
     call.format = m.format;
     call.recordLength = m.recordLength;
     call.keys = m.keys;
-    call.collating = m.collating.empty() ? nullptr : m.collating.data();
+    call.collating = m.coll();
     call.tempDir = dir.path;
     return call;
 }

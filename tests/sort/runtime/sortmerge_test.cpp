@@ -80,19 +80,6 @@ SortRun runSort(const std::string& engine, std::vector<std::string> args, Env en
     return run;
 }
 
-// Every word "key=value" of expected against the call.
-std::string differences(const std::map<std::string, std::string>& call, const std::string& expected) {
-    std::istringstream words(expected);
-    std::string w, report;
-    while (words >> w) {
-        const size_t eq = w.find('=');
-        auto it = call.find(w.substr(0, eq));
-        const std::string got = it == call.end() ? "<missing>" : it->second;
-        if (got != w.substr(eq + 1)) report += w.substr(0, eq) + "=" + got + " (want " + w.substr(eq + 1) + ")\n";
-    }
-    return report;
-}
-
 std::string digestOf(const std::vector<uint32_t>& lengths, bool descending = false, bool reversed = false) {
     sortmodel::Digest d;
     std::vector<uint8_t> data(300000);
@@ -112,7 +99,7 @@ TEST(SortCallMatrix, FilesOnBothSidesGoToTheEngineAsTheyStand) {
     for (const char* op : {"1", "2"}) {
         SortRun r = runSort("recorder", {"using=2", "giving=1", "flags=7", std::string("op:") + op});
         ASSERT_EQ(r.calls.size(), 1u) << r.result.err;
-        EXPECT_EQ(differences(r.calls[0], std::string("engine=recorder op=") + op +
+        EXPECT_EQ(scenario::mismatches(r.calls[0], std::string("engine=recorder op=") + op +
                                               " fmt=1 len=80 fourth=f0f0 fifth=[OPTIONS] eighth=1111,2222,3333"
                                               " in.path=null in.bytes=0 in.mem=(nil) in.count=2 in.files=" +
                                               r.out["using"] + " out.path=null out.bytes=0 out.mem=(nil) out.count=1" +
@@ -128,7 +115,7 @@ TEST(SortCallMatrix, UsingFilesFeedAnOutputProcedureThroughTheOutputSpillFile) {
     // 100-byte records: the 2,622nd lies across the first chunk's end.
     SortRun r = runSort("recorder", {"len=100", "using=1", "op:1", "return"}, {{"SORT_ENGINE_GEN", "3000"}});
     ASSERT_EQ(r.calls.size(), 1u) << r.result.err;
-    EXPECT_EQ(differences(r.calls[0], "op=1 in.path=null in.count=1 in.files=" + r.out["using"] + " out.path=" +
+    EXPECT_EQ(scenario::mismatches(r.calls[0], "op=1 in.path=null in.count=1 in.files=" + r.out["using"] + " out.path=" +
                                           r.spill("sortwko.") + " out.file=missing out.bytes=0 out.mem=(nil)" +
                                           " out.count=0 out.files=" + r.out["giving"]),
               "");
@@ -152,7 +139,7 @@ TEST(SortCallMatrix, AnInputProcedureCallsNoEngineUntilItEnds) {
 TEST(SortCallMatrix, ReleasedRecordsGoToGivingFilesFromBufferAndInputSpillFile) {
     SortRun r = runSort("recorder", {"giving=1", "op:1", "release:10", "op:3"});
     ASSERT_EQ(r.calls.size(), 1u) << r.result.err;
-    EXPECT_EQ(differences(r.calls[0], "op=1 in.path=null in.bytes=800 in.count=0 in.files=" + r.out["using"] +
+    EXPECT_EQ(scenario::mismatches(r.calls[0], "op=1 in.path=null in.bytes=800 in.count=0 in.files=" + r.out["using"] +
                                           " out.path=null out.bytes=0 out.mem=(nil) out.count=1 out.files=" +
                                           r.out["giving"] + " ctl.program=" + r.out["program"]),
               "");
@@ -162,7 +149,7 @@ TEST(SortCallMatrix, ReleasedRecordsGoToGivingFilesFromBufferAndInputSpillFile) 
     // 2,621 records of 100 bytes fill the buffer to 262,100; the next spills them.
     r = runSort("recorder", {"len=100", "giving=1", "op:1", "release:3000", "op:3"});
     ASSERT_EQ(r.calls.size(), 1u) << r.result.err;
-    EXPECT_EQ(differences(r.calls[0], "op=1 in.path=" + r.spill("sortwki.") +
+    EXPECT_EQ(scenario::mismatches(r.calls[0], "op=1 in.path=" + r.spill("sortwki.") +
                                           " in.file=262100 in.bytes=37900 in.count=0 out.path=null out.count=1"),
               "");
     EXPECT_TRUE(r.left.empty());   // the input spill file is removed after the engine
@@ -173,7 +160,7 @@ TEST(SortCallMatrix, WithoutGivingTheBufferIsSortedInPlaceAndReturned) {
     SortRun r = runSort("recorder", {"order=desc", "op:1", "release:10", "op:3", "return"});
     ASSERT_EQ(r.calls.size(), 1u) << r.result.err;
     auto& c = r.calls[0];
-    EXPECT_EQ(differences(c, "op=1 in.path=null in.bytes=800 in.count=0 out.path=null out.bytes=800 out.count=0"
+    EXPECT_EQ(scenario::mismatches(c, "op=1 in.path=null in.bytes=800 in.count=0 out.path=null out.bytes=800 out.count=0"
                              " out.files=" + r.out["giving"]),
               "");
     EXPECT_EQ(c["in.mem"], c["out.mem"]);
@@ -183,7 +170,7 @@ TEST(SortCallMatrix, WithoutGivingTheBufferIsSortedInPlaceAndReturned) {
 TEST(SortCallMatrix, WithoutGivingSpilledRecordsComeBackThroughTheOutputSpillFile) {
     SortRun r = runSort("recorder", {"len=100", "op:1", "release:3000", "op:3", "return"});
     ASSERT_EQ(r.calls.size(), 1u) << r.result.err;
-    EXPECT_EQ(differences(r.calls[0], "op=1 in.path=" + r.spill("sortwki.") + " in.file=262100 in.bytes=37900" +
+    EXPECT_EQ(scenario::mismatches(r.calls[0], "op=1 in.path=" + r.spill("sortwki.") + " in.file=262100 in.bytes=37900" +
                                           " in.count=0 out.path=" + r.spill("sortwko.") +
                                           " out.bytes=0 out.mem=(nil) out.count=0"),
               "");
@@ -216,10 +203,10 @@ TEST(SortCallMatrix, NothingReleasedMakesEmptyGivingFilesWithoutTheEngine) {
 TEST(SortSpill, ARecordThatExactlyFillsTheBufferDoesNotSpill) {
     SortRun r = runSort("recorder", {"len=256", "op:1", "release:1024", "op:3"});
     ASSERT_EQ(r.calls.size(), 1u);
-    EXPECT_EQ(differences(r.calls[0], "in.path=null in.bytes=262144"), "");
+    EXPECT_EQ(scenario::mismatches(r.calls[0], "in.path=null in.bytes=262144"), "");
     r = runSort("recorder", {"len=256", "op:1", "release:1025", "op:3"});
     ASSERT_EQ(r.calls.size(), 1u);
-    EXPECT_EQ(differences(r.calls[0], "in.path=" + r.spill("sortwki.") + " in.file=262144 in.bytes=256"), "");
+    EXPECT_EQ(scenario::mismatches(r.calls[0], "in.path=" + r.spill("sortwki.") + " in.file=262144 in.bytes=256"), "");
 }
 
 TEST(SortSpill, VariableRecordsComeBackWholeWhateverTheChunkCuts) {
@@ -237,7 +224,7 @@ TEST(SortSpill, VariableRecordsComeBackWholeWhateverTheChunkCuts) {
 TEST(SortSpill, StaleSpillFilesOfThisProcessAndThreadDoNotJoinTheSort) {
     SortRun r = runSort("recorder", {"len=100", "stale", "op:1", "release:3000", "op:3", "return"});
     ASSERT_EQ(r.calls.size(), 1u);
-    EXPECT_EQ(differences(r.calls[0], "in.file=262100 out.file=missing"), "");
+    EXPECT_EQ(scenario::mismatches(r.calls[0], "in.file=262100 out.file=missing"), "");
     EXPECT_EQ(r.out["returned"], digestOf(std::vector<uint32_t>(3000, 100)));
 }
 
@@ -249,13 +236,13 @@ TEST(SortSpill, TemporaryDirectoryFallsBackToTheCurrentOne) {
         char name[64];
         snprintf(name, sizeof name, "./sortwko.%010u.%010u", static_cast<unsigned>(std::stoul(r.out["pid"])),
                  static_cast<unsigned>(std::stoul(r.out["tid"])));
-        EXPECT_EQ(differences(r.calls[0], std::string("ctl.tmp=. out.path=") + name), "");
+        EXPECT_EQ(scenario::mismatches(r.calls[0], std::string("ctl.tmp=. out.path=") + name), "");
         EXPECT_EQ(r.out["returned"], digestOf(std::vector<uint32_t>(3, 80)));
     }
     // A directory given with its final "/" gets no second one.
     SortRun r = runSort("recorder", {"using=1", "op:1"}, {{"TMPDIR", "@work/"}});
     ASSERT_EQ(r.calls.size(), 1u);
-    EXPECT_EQ(differences(r.calls[0], "ctl.tmp=" + r.work + "/ out.path=" + r.spill("sortwko.")), "");
+    EXPECT_EQ(scenario::mismatches(r.calls[0], "ctl.tmp=" + r.work + "/ out.path=" + r.spill("sortwko.")), "");
 }
 
 // ---- what the library guards against ----
@@ -336,7 +323,7 @@ TEST(SortResults, TheRuntimesEndInsideASortAbandonsItAndSaysSo) {
     EXPECT_EQ(r.result.signal, SIGABRT);
     EXPECT_NE(r.result.err.find("ZVK012W"), std::string::npos) << r.result.err;
     ASSERT_EQ(r.calls.size(), 2u);
-    EXPECT_EQ(differences(r.calls[1], std::string("op=11 fmt=0 len=0 fourth=0 fifth=[(null)] eighth=0,0,0 ") +
+    EXPECT_EQ(scenario::mismatches(r.calls[1], std::string("op=11 fmt=0 len=0 fourth=0 fifth=[(null)] eighth=0,0,0 ") +
                                           kEmptyGivingRecord +
                                           " in.files=(nil) out.path=null out.count=0 out.files=(nil) ctl.flags=0"
                                           " ctl.tmp=null ctl.errnoOut=null ctl.program=(nil)"),
