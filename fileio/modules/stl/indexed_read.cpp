@@ -108,7 +108,10 @@ int32_t readAheadRecord(FCB* fcb, IPCB* element, const FIB* fib, uint32_t how) {
 
 }  // namespace
 
-int32_t readIndexed(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
+namespace {
+
+// relocked: the record lock is held, taken after an earlier snapshot.
+int32_t readRecord(FCB* fcb, IPCB* element, uint32_t how, bool relocked) {
     const FIB* fib = zvkFileFib(fcb, element);
     OpenFile* file = openFile(fcb);
     fcb->verb = ZVK_VERB_READ;
@@ -118,7 +121,10 @@ int32_t readIndexed(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
         return finish(fcb, element, fib, ZVK_VERB_READ, 46, kFs2AfterEnd);
     }
     const bool byPrimeNext = direction != ZVK_READ_KEY && direction != ZVK_READ_PREVIOUS && file->keyOfReference == 0;
-    if (byPrimeNext && file->aheadNext < file->aheadUsed && !file->pending && !fcb->concat) {
+    // A READ that locks takes its record from a snapshot made after the
+    // lock, never from the read-ahead area.
+    if (byPrimeNext && file->aheadNext < file->aheadUsed && !file->pending && !fcb->concat &&
+        !readLocks(fcb, fib, how)) {
         MDB_envinfo info;
         if (mdb_env_info(file->env->env, &info) == 0 && info.me_last_txnid == file->aheadTxn)
             return readAheadRecord(fcb, element, fib, how);
@@ -190,6 +196,14 @@ int32_t readIndexed(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
             fcb->state &= ~ZVK_STATE_READ_GOOD;
             return finish(fcb, element, fib, ZVK_VERB_READ, 51, kFs2RecordLocked);
         }
+        // The snapshot may predate a change another program made and
+        // unlocked just before this lock was granted: read again, under the
+        // lock, unless nothing was committed since the snapshot.
+        MDB_envinfo info;
+        if (!relocked && (mdb_env_info(file->env->env, &info) != 0 || info.me_last_txnid != mdb_txn_id(txn))) {
+            doneRead(fcb);
+            return readRecord(fcb, element, how, true);
+        }
     }
     memcpy(position, k.mv_data, k.mv_size);
     file->positionLength = static_cast<uint32_t>(k.mv_size);
@@ -219,6 +233,12 @@ int32_t readIndexed(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
     fcb->recordArea->length = length;
     fcb->state |= ZVK_STATE_READ_GOOD | ZVK_STATE_POSITIONED;
     return finish(fcb, element, fib, ZVK_VERB_READ, status, kFs2None);
+}
+
+}  // namespace
+
+int32_t readIndexed(FCB* fcb, IPCB* element, uint32_t how, uint32_t) {
+    return readRecord(fcb, element, how, false);
 }
 
 int32_t startIndexed(FCB* fcb, IPCB* element, uint32_t how, uint32_t length) {
